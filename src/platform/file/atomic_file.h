@@ -1,0 +1,16 @@
+// Files that are replaced as a whole: a reader sees the old content or the new
+// one, never a part.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+/// Writes `content` beside `path` (in `path` + ".tmp") and renames it over
+/// `path`, mode 0644. A file left there by a crash is replaced. Throws
+/// std::runtime_error naming the path and the reason; `path` is then as it was
+/// and nothing is left beside it.
+void replace_file(const std::string& path, std::string_view content);
+
+} // namespace platform

@@ -1,0 +1,27 @@
+// The log4cpp property file in force, and the watch on it.
+//
+// There is no thread: whoever tests or writes a record looks at the file's
+// modification time and size first, at most once a second.
+#pragma once
+
+#include <shared_mutex>
+#include <string>
+
+class LogSettings {
+public:
+    /// Puts the property file at `path` in force and watches it from now on.
+    /// Throws std::runtime_error with the path and the reason when it can not
+    /// be read or does not load; the settings before the call then stay.
+    static void load(const std::string& path);
+
+    /// Loads the watched file again when it has changed since the last look.
+    /// A file that does not load leaves the settings in force and logs one
+    /// error. Cheap, and never throws.
+    static void reload_when_changed() noexcept;
+
+    /// Ends logging: closes every appender and the watch.
+    static void shut_down();
+
+    /// Held while log4cpp is used, so that no appender is taken away meanwhile.
+    [[nodiscard]] static std::shared_lock<std::shared_mutex> use();
+};

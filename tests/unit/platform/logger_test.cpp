@@ -1,0 +1,112 @@
+#include "platform/logger/log_settings.h"
+#include "platform/logger/sup_logger.h"
+#include "support/captured_log.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+namespace {
+
+std::string settings(const std::string& level, const std::string& file)
+{
+    return "log4cpp.rootCategory=" + level +
+           ", F\n"
+           "log4cpp.appender.F=FileAppender\n"
+           "log4cpp.appender.F.fileName=" +
+           file +
+           "\n"
+           "log4cpp.appender.F.layout=PatternLayout\n"
+           "log4cpp.appender.F.layout.ConversionPattern=%c %p %m%n\n";
+}
+
+std::size_t open_descriptors()
+{
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+class LoggerTest : public testing::Test {
+protected:
+    ~LoggerTest() override { LogSettings::shut_down(); }
+
+    TempFolder m_folder;
+    SupLogger& m_log = SupLogger::get_instance("Test");
+};
+
+TEST_F(LoggerTest, record_is_one_line_unless_it_asks_to_keep_its_lines)
+{
+    LogSettings::load(m_folder.write("log.properties", settings("INFO", m_folder.file("log"))));
+    m_log.info("forged\nTest INFO second");
+    m_log.getStream(LogLevel::info).keep_lines() << "body\n{}";
+    m_log.debug("off");
+    EXPECT_EQ(m_folder.read("log"), "Test INFO forged\\nTest INFO second\nTest INFO body\n{}\n");
+}
+
+TEST_F(LoggerTest, trace_is_switched_on_by_its_number)
+{
+    LogSettings::load(m_folder.write("log.properties", settings("700", m_folder.file("log"))));
+    EXPECT_TRUE(m_log.is_debug_enabled());
+    EXPECT_FALSE(m_log.is_trace_enabled());
+    LogSettings::load(m_folder.write("log.properties", settings("750", m_folder.file("log"))));
+    EXPECT_TRUE(m_log.is_trace_enabled());
+}
+
+TEST_F(LoggerTest, file_that_does_not_load_is_named_and_changes_nothing)
+{
+    const auto good = settings("NOTICE", m_folder.file("log"));
+    LogSettings::load(m_folder.write("good", good));
+    const auto descriptors = open_descriptors();
+    const struct {
+        const char* name;
+        std::string path;
+    } cases[] = {
+        {"missing", m_folder.file("missing")},
+        {"folder", m_folder.path()},
+        {"empty", m_folder.write("empty", "")},
+        {"unknown level", m_folder.write("level", settings("LOUD", m_folder.file("other")))},
+        {"unknown appender", m_folder.write("appender", "log4cpp.rootCategory=INFO, NOBODY\n")},
+        {"unknown kind of appender",
+         m_folder.write("kind", "log4cpp.rootCategory=INFO, F\nlog4cpp.appender.F=Telepathy\n")},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        try {
+            LogSettings::load(row.path);
+            ADD_FAILURE() << "loaded";
+        } catch (const std::runtime_error& error) {
+            EXPECT_NE(std::string(error.what()).find(row.path), std::string::npos) << error.what();
+        }
+        EXPECT_TRUE(m_log.is_notice_enabled());
+        EXPECT_FALSE(m_log.is_info_enabled());
+    }
+    m_log.notice("still here");
+    EXPECT_EQ(m_folder.read("log"), "Test NOTICE still here\n");
+    EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+TEST_F(LoggerTest, changed_file_is_loaded_within_a_second_of_the_next_record)
+{
+    const auto path = m_folder.write("log.properties", settings("ERROR", m_folder.file("log")));
+    LogSettings::load(path);
+    const auto descriptors = open_descriptors();
+    EXPECT_FALSE(m_log.is_info_enabled());
+    const auto wait_for_next_look = [] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2050));
+    };
+    m_folder.write("log.properties", settings("INFO", m_folder.file("second")));
+    wait_for_next_look();
+    m_log.info("noticed");
+    EXPECT_EQ(m_folder.read("second"), "Test INFO noticed\n");
+    m_folder.write("log.properties", settings("LOUD", m_folder.file("third")));
+    wait_for_next_look();
+    m_log.info("kept");
+    const auto log = m_folder.read("second");
+    EXPECT_NE(log.find("the old settings stay"), std::string::npos) << log;
+    EXPECT_TRUE(log.ends_with("Test INFO kept\n")) << log;
+    EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+} // namespace
