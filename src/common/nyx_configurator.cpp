@@ -1,0 +1,185 @@
+#include "common/nyx_configurator.h"
+
+#include "platform/file/atomic_file.h"
+#include "platform/logger/sup_logger.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+
+namespace nyx {
+
+namespace {
+
+AConfigurator* installed = nullptr;
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("Configurator");
+    return instance;
+}
+
+/// libconfig's scanner ends the whole process when it is given a folder.
+bool is_readable_kind(const std::string& path)
+{
+    struct stat found {};
+    return ::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode);
+}
+
+/// Tells of a component's failure; called from a catch clause.
+std::string log_component_failure(const IReconfigure* component)
+{
+    auto text =
+        "Exception caught in reloading configuration callback from: " + class_name_of(component);
+    logger().error(text);
+    return text;
+}
+
+/// Calls `step`; a std::runtime_error ends the reload, anything else only this
+/// component's part in it.
+template <typename Step>
+void run_step(const IReconfigure* component, Step step)
+{
+    try {
+        step();
+    } catch (const std::runtime_error&) {
+        throw std::runtime_error(log_component_failure(component));
+    } catch (...) {
+        log_component_failure(component);
+    }
+}
+
+} // namespace
+
+AConfigurator::AConfigurator(const char* file_name, bool print_only)
+    : m_file_name(file_name), m_print_only(print_only), m_file_lock(m_file_name + ".lock")
+{
+    if (!m_file_name.empty())
+        read_file();
+}
+
+void AConfigurator::read_file()
+{
+    m_file_lock.read_lock();
+    try {
+        if (!is_readable_kind(m_file_name))
+            throw libconfig::FileIOException();
+        config.readFile(m_file_name.c_str());
+    } catch (const libconfig::FileIOException&) {
+        m_file_lock.unlock();
+        throw FileNotFound("Could not open configuration file - " + m_file_name);
+    }
+    // A parse error leaves with the lock held: the next lock operation of this
+    // process takes it over.
+    m_file_lock.unlock();
+}
+
+bool AConfigurator::save_configuration()
+{
+    if (m_print_only) {
+        config.write(stdout);
+        return true;
+    }
+    m_file_lock.write_lock();
+    bool saved = true;
+    try {
+        const auto beside = m_file_name + ".tmp";
+        config.writeFile(beside.c_str());
+        if (std::rename(beside.c_str(), m_file_name.c_str()) != 0)
+            throw libconfig::FileIOException();
+    } catch (const libconfig::FileIOException& error) {
+        logger().error("Error saving configuration: ", error.what());
+        saved = false;
+    }
+    m_file_lock.unlock();
+    return saved;
+}
+
+void AConfigurator::reload_configuration()
+{
+    if (m_file_name.empty())
+        throw "Unable to reload transient configurator";
+    if (m_reconf_disabled)
+        return;
+    try {
+        read_file();
+    } catch (const std::exception& error) {
+        logger().error("Exception caught reloading configuration file: ",
+                       configuration_error_text(error));
+        return;
+    }
+    reconfigure_components();
+    post_reconfigure_components();
+}
+
+void AConfigurator::reconfigure_components()
+{
+    for (auto* component : m_callbacks) {
+        component->m_reconfigured = false;
+        run_step(component, [component] {
+            bool enabled = false;
+            const bool need = component->need_reconf(enabled);
+            logger().debug("Need reconf: ", need, " SVC enabled: ", enabled,
+                           " Is running: ", component->m_running);
+            if (!need && component->m_running == enabled)
+                return;
+            component->reconfigure();
+            component->m_reconfigured = true;
+            component->reload(enabled);
+        });
+    }
+}
+
+void AConfigurator::post_reconfigure_components()
+{
+    for (auto* component : m_callbacks)
+        if (component->m_reconfigured)
+            run_step(component, [component] { component->post_reconfigure(); });
+}
+
+void AConfigurator::register_reconfiguration_cb(IReconfigure* component)
+{
+    const bool known =
+        std::find(m_callbacks.begin(), m_callbacks.end(), component) != m_callbacks.end();
+    if (!known && !m_reconf_disabled)
+        m_callbacks.push_back(component);
+}
+
+void AConfigurator::unregister_reconfiguration_cb(IReconfigure* component)
+{
+    const auto found = std::find(m_callbacks.begin(), m_callbacks.end(), component);
+    if (found != m_callbacks.end())
+        m_callbacks.erase(found);
+}
+
+std::string configuration_error_text(const std::exception& error)
+{
+    const auto* parse = dynamic_cast<const libconfig::ParseException*>(&error);
+    if (parse == nullptr)
+        return error.what();
+    const char* file = parse->getFile();
+    return std::string(file != nullptr ? file : "") + ":" + std::to_string(parse->getLine()) +
+           ": " + parse->getError();
+}
+
+AConfigurator& get_static_configurator()
+{
+    static AConfigurator configurator("nyx.conf", false);
+    return configurator;
+}
+
+void TheConfigurator::set_configurator(AConfigurator* configurator)
+{
+    installed = configurator;
+}
+
+AConfigurator& TheConfigurator::get_configuration()
+{
+    return installed != nullptr ? *installed : get_static_configurator();
+}
+
+} // namespace nyx

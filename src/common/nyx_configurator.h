@@ -1,0 +1,82 @@
+// The configuration store: the settings of one libconfig file, and the
+// components that follow its reloads.
+#pragma once
+
+#include "common/nyx_file_lock.h"
+#include "common/nyx_reconfigure.h"
+
+#include <libconfig.h++>
+
+#include <exception>
+#include <list>
+#include <string>
+
+namespace nyx {
+
+/// One configuration file and its parsed tree.
+///
+/// Components read a setting with config.lookupValue("Group.key", value) into
+/// a variable that holds the default: a key that is missing or of another type
+/// leaves it. All use is on the loop thread; other processes are kept out by a
+/// lock on <file>.lock.
+class AConfigurator {
+public:
+    /// Reads `file_name` (relative to the working folder); an empty name makes
+    /// a store without a file. With `print_only`, saving prints. Throws
+    /// FileNotFound, FileLockFailure or libconfig's ParseException.
+    AConfigurator(const char* file_name, bool print_only);
+    AConfigurator(const AConfigurator&) = delete;
+    AConfigurator& operator=(const AConfigurator&) = delete;
+    virtual ~AConfigurator() = default;
+
+    /// The parsed tree.
+    libconfig::Config config;
+
+    /// Replaces the tree by the file's content, under the shared lock. Throws
+    /// as the constructor does. A file that is not there leaves the old tree;
+    /// a parse error leaves what libconfig made of it.
+    void read_file();
+
+    /// Writes the tree to the file under the exclusive lock, or prints it. The
+    /// file is replaced as a whole. False, and one error record, on failure.
+    bool save_configuration();
+
+    /// Reads the file again and tells every registered component, in two
+    /// passes. A file that can not be read is logged and tells nobody. A
+    /// component's std::runtime_error ends the reload and is thrown on; its
+    /// other exceptions are logged. Throws a text without a file name.
+    void reload_configuration();
+
+    /// Adds `component` at the end, once. Not owned; must unregister before it
+    /// ends.
+    void register_reconfiguration_cb(IReconfigure* component);
+    void unregister_reconfiguration_cb(IReconfigure* component);
+
+private:
+    void reconfigure_components();
+    void post_reconfigure_components();
+
+    std::string m_file_name;
+    bool m_print_only;
+    bool m_reconf_disabled{false};
+    std::list<IReconfigure*> m_callbacks;
+    FileLock m_file_lock;
+};
+
+/// The text of what reading a configuration threw; for a parse error with file
+/// and line.
+std::string configuration_error_text(const std::exception& error);
+
+/// The store on "nyx.conf", built on first use.
+AConfigurator& get_static_configurator();
+
+/// The process's current store.
+class TheConfigurator {
+public:
+    /// Installs `configurator`; not owned, must outlive every reader.
+    static void set_configurator(AConfigurator* configurator);
+    /// The installed store, or else the static one.
+    static AConfigurator& get_configuration();
+};
+
+} // namespace nyx

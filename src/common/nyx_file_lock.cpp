@@ -1,0 +1,94 @@
+#include "common/nyx_file_lock.h"
+
+#include "platform/logger/sup_logger.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+namespace nyx {
+
+namespace {
+
+constexpr std::chrono::seconds longest_wait{5};
+constexpr std::chrono::microseconds longest_pause{10000};
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("NYXFileLock");
+    return instance;
+}
+
+[[noreturn]] void fail(const std::string& text)
+{
+    logger().error(text);
+    throw FileLockFailure(text);
+}
+
+/// flock() with a bound; false with errno set, EWOULDBLOCK when time is up.
+bool flock_within(int fd, int operation, std::chrono::steady_clock::duration limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    std::chrono::microseconds pause{200};
+    while (::flock(fd, operation | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return false;
+        if (std::chrono::steady_clock::now() >= deadline) {
+            errno = EWOULDBLOCK;
+            return false;
+        }
+        std::this_thread::sleep_for(pause);
+        pause = std::min(2 * pause, longest_pause);
+    }
+    return true;
+}
+
+} // namespace
+
+FileLock::FileLock(std::string path) : m_path(std::move(path)) {}
+
+void FileLock::read_lock()
+{
+    lock(LOCK_SH);
+}
+
+void FileLock::write_lock()
+{
+    lock(LOCK_EX);
+}
+
+void FileLock::open()
+{
+    if (m_fd.valid())
+        return;
+    m_fd.reset(::open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666));
+    if (!m_fd.valid())
+        logger().error("Failed to open lock file: ", m_path, ", disabling NYXFileLock.");
+}
+
+void FileLock::lock(int operation)
+{
+    open();
+    if (!m_fd.valid()) {
+        logger().warning("Locking is disabled");
+        return;
+    }
+    if (!flock_within(m_fd.get(), operation, longest_wait))
+        fail("Failed to obtain lock for file: " + m_path);
+}
+
+void FileLock::unlock()
+{
+    if (!m_fd.valid())
+        return;
+    const bool unlocked = ::flock(m_fd.get(), LOCK_UN) == 0;
+    m_fd.reset();
+    if (!unlocked)
+        fail("Failed to unlock file: " + m_path);
+}
+
+} // namespace nyx

@@ -1,0 +1,243 @@
+#include "common/nyx_libevent.h"
+
+#include "platform/logger/sup_logger.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace nyx {
+
+namespace {
+
+event_base* the_base = nullptr;
+std::exception_ptr thrown_by_callback;
+
+/// Signal events that libevent holds, in the order of their adding.
+std::vector<NYXEventLibEvent*>& armed_signal_events()
+{
+    static std::vector<NYXEventLibEvent*> events;
+    return events;
+}
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("NYXEventLibEvent");
+    return instance;
+}
+
+[[noreturn]] void fail(const char* text)
+{
+    throw std::runtime_error(text);
+}
+
+} // namespace
+
+// ---- NYXEventBase
+
+NYXEventBase::~NYXEventBase()
+{
+    if (the_base != nullptr)
+        event_base_free(std::exchange(the_base, nullptr));
+}
+
+void NYXEventBase::init()
+{
+    if (the_base != nullptr)
+        fail("Duplicate initialization of NYXEventBase");
+    the_base = event_base_new();
+    if (the_base == nullptr)
+        fail("Failed to allocate a new event base.");
+}
+
+void NYXEventBase::dispatch()
+{
+    if (the_base == nullptr)
+        fail("Exception in event_base_dispatch");
+    const int result = event_base_dispatch(the_base);
+    if (thrown_by_callback)
+        std::rethrow_exception(std::exchange(thrown_by_callback, nullptr));
+    if (result != 0)
+        fail("Exception in event_base_dispatch");
+}
+
+void NYXEventBase::set_event_base_priorities(int n)
+{
+    if (the_base == nullptr)
+        fail("Exception in set_event_base_priorities");
+    event_base_priority_init(the_base, n);
+}
+
+int NYXEventBase::get_event_base_priorities() const
+{
+    if (the_base == nullptr)
+        fail("Exception in get_event_base_priorities");
+    return event_base_get_npriorities(the_base);
+}
+
+void NYXEventBase::loop_break()
+{
+    if (the_base != nullptr)
+        event_base_loopbreak(the_base);
+}
+
+void NYXEventBase::loop_exit()
+{
+    if (the_base != nullptr)
+        event_base_loopexit(the_base, nullptr);
+}
+
+void NYXEventBase::update_cache_time()
+{
+    if (the_base != nullptr)
+        event_base_update_cache_time(the_base);
+}
+
+event_base* NYXEventBase::raw()
+{
+    return the_base;
+}
+
+void NYXEventBase::run_guarded(const std::function<void()>& callback) noexcept
+{
+    try {
+        callback();
+    } catch (...) {
+        if (!thrown_by_callback)
+            thrown_by_callback = std::current_exception();
+        loop_break();
+    }
+}
+
+// ---- NYXEventLibEvent
+
+NYXEventLibEvent::NYXEventLibEvent(short flags, EventCallback callback, void* arg)
+    : m_flags(flags), m_event(), m_callback(callback), m_arg(arg)
+{
+}
+
+NYXEventLibEvent::~NYXEventLibEvent()
+{
+    del(false);
+    // libevent's debug mode remembers every event that it ever saw; one that
+    // goes away has to be taken out of that table too.
+    if (event_initialized(&m_event))
+        event_debug_unassign(&m_event);
+}
+
+bool NYXEventLibEvent::is_pending() const
+{
+    // With the base gone libevent has forgotten the event.
+    return the_base != nullptr && event_initialized(&m_event) &&
+           event_pending(&m_event, m_flags, nullptr) != 0;
+}
+
+bool NYXEventLibEvent::del(bool log)
+{
+    if (!is_pending())
+        return true;
+    if (event_del(&m_event) != 0) {
+        if (log)
+            logger().error("Failed to delete event. errno: ", errno);
+        return false;
+    }
+    if (m_flags & EV_SIGNAL)
+        std::erase(armed_signal_events(), this);
+    if (log)
+        logger().trace("Event removed");
+    return true;
+}
+
+bool NYXEventLibEvent::add(int fd, unsigned int ms, int priority)
+{
+    const timeval timeout{static_cast<time_t>(ms / 1000),
+                          static_cast<suseconds_t>((ms % 1000) * 1000)};
+    return internal_add(fd, &timeout, priority);
+}
+
+bool NYXEventLibEvent::add(int fd, int priority)
+{
+    return internal_add(fd, nullptr, priority);
+}
+
+bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority)
+{
+    const bool was_pending = is_pending();
+    if (!del(false))
+        return false;
+    // Descriptor 0 is left as it is: a blocking standard input is shared with
+    // whoever started the process.
+    if (!(m_flags & EV_SIGNAL) && fd >= 1 && evutil_make_socket_nonblocking(fd) != 0) {
+        logger().error("Failed to set socket as non-blocking. errno: ", errno);
+        return false;
+    }
+    event_assign(&m_event, the_base, fd, m_flags, forward, this);
+    // A priority equal to the count is passed on too; libevent refuses it and
+    // the default stays.
+    if (priority >= 0 && priority <= event_base_get_npriorities(the_base))
+        event_priority_set(&m_event, priority);
+    if (event_add(&m_event, timeout) != 0) {
+        logger().error("Failed to ", was_pending ? "recharged" : "add", " event. errno: ", errno);
+        return false;
+    }
+    if (m_flags & EV_SIGNAL)
+        armed_signal_events().push_back(this);
+    if (was_pending)
+        logger().trace("Event was recharged");
+    return true;
+}
+
+void NYXEventLibEvent::forward(evutil_socket_t fd, short flags, void* self)
+{
+    auto& event = *static_cast<NYXEventLibEvent*>(self);
+    // Copies: the callback may destroy the event.
+    const auto callback = event.m_callback;
+    auto* const arg = event.m_arg;
+    const bool is_signal = (event.m_flags & EV_SIGNAL) != 0;
+    NYXEventBase::run_guarded([&] { callback(fd, flags, arg); });
+    if (is_signal && event_base_got_break(the_base))
+        event.run_other_events_of_signal(fd);
+}
+
+/// libevent stops between two events of one signal once the loop is broken;
+/// one delivery is to reach every event on the signal all the same.
+void NYXEventLibEvent::run_other_events_of_signal(evutil_socket_t signal)
+{
+    const auto events = armed_signal_events();
+    for (auto* other : events) {
+        const bool waits = other != this && other->m_event.ev_fd == signal &&
+                           (other->m_event.ev_evcallback.evcb_flags & EVLIST_ACTIVE) != 0;
+        if (!waits)
+            continue;
+        other->add(static_cast<int>(signal), -1); // no longer active, armed as before
+        NYXEventBase::run_guarded([&] { other->m_callback(signal, EV_SIGNAL, other->m_arg); });
+    }
+}
+
+// ---- the kinds of events
+
+NYXEventLibEventTimer::NYXEventLibEventTimer(EventCallback callback, void* arg, int fd)
+    : NYXEventLibEvent(EV_TIMEOUT, callback, arg), m_fd(fd)
+{
+}
+
+bool NYXEventLibEventTimer::charge(unsigned int ms)
+{
+    NYXEventBase::update_cache_time();
+    return add(m_fd, ms, -1);
+}
+
+NYXEventLibEventPersistTimer::NYXEventLibEventPersistTimer(EventCallback callback, void* arg)
+    : NYXEventLibEvent(EV_TIMEOUT | EV_PERSIST, callback, arg)
+{
+}
+
+NYXEventLibEventSignal::NYXEventLibEventSignal(int signal, EventCallback callback, void* arg)
+    : NYXEventLibEvent(EV_SIGNAL | EV_PERSIST, callback, arg), m_signal(signal)
+{
+}
+
+} // namespace nyx

@@ -1,0 +1,177 @@
+#include "common/nyx_configurator.h"
+#include "support/captured_log.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+using namespace nyx;
+
+namespace {
+
+/// Writes down what it is told, in a list shared by all components of a test.
+class Component : public IReconfigure {
+public:
+    Component(std::string name, std::string& told) : IReconfigure(std::move(name)), m_told(told) {}
+
+    void reconfigure() override
+    {
+        tell("reconfigure");
+        if (fails_with == 'r')
+            throw std::runtime_error("component");
+        if (fails_with == 'l')
+            throw std::logic_error("component");
+    }
+    void post_reconfigure() override { tell("post"); }
+    bool need_reconf(bool& enabled) override
+    {
+        enabled = enable;
+        return need;
+    }
+    void reload(bool now) override
+    {
+        tell(now ? "on" : "off");
+        IReconfigure::reload(now);
+    }
+    void reload_conf() override { tell("announce"); }
+
+    bool need{true};
+    bool enable{false};
+    char fails_with{' '};
+
+private:
+    void tell(const std::string& what) { m_told += name() + "." + what + " "; }
+
+    std::string& m_told;
+};
+
+class Reload : public testing::Test {
+protected:
+    TempFolder m_folder;
+    std::string m_path = m_folder.write("vos.conf", "General = { vos_id = \"one\"; };");
+    AConfigurator m_conf{m_path.c_str(), false};
+    std::string m_told;
+    Component m_a{"a", m_told};
+    Component m_b{"b", m_told};
+    CapturedLog m_log;
+
+    Reload()
+    {
+        for (auto* component : {&m_a, &m_b, &m_a})
+            m_conf.register_reconfiguration_cb(component);
+    }
+    std::string reload()
+    {
+        m_told.clear();
+        m_conf.reload_configuration();
+        return m_told;
+    }
+    std::string vos_id()
+    {
+        std::string value = "none";
+        m_conf.config.lookupValue("General.vos_id", value);
+        return value;
+    }
+};
+
+TEST_F(Reload, two_passes_in_registration_order)
+{
+    m_folder.write("vos.conf", "General = { vos_id = \"two\"; };");
+    EXPECT_EQ(reload(), "a.reconfigure a.off b.reconfigure b.off a.post b.post ");
+    EXPECT_EQ(vos_id(), "two");
+    m_a.enable = true;
+    EXPECT_EQ(reload(), "a.reconfigure a.on b.reconfigure b.off a.post b.post ");
+    EXPECT_EQ(reload(), "a.reconfigure a.on a.announce b.reconfigure b.off a.post b.post ");
+    m_a.need = m_b.need = false;
+    EXPECT_EQ(reload(), "") << "nothing needed, nothing changed";
+    m_a.enable = false;
+    EXPECT_EQ(reload(), "a.reconfigure a.off a.post ");
+    m_conf.unregister_reconfiguration_cb(&m_a);
+    m_conf.unregister_reconfiguration_cb(&m_a);
+    m_b.need = true;
+    EXPECT_EQ(reload(), "b.reconfigure b.off b.post ");
+}
+
+TEST_F(Reload, runtime_error_of_a_component_ends_it_and_others_do_not)
+{
+    const std::string line = "Exception caught in reloading configuration callback from: ";
+    m_a.fails_with = 'l';
+    EXPECT_EQ(reload(), "a.reconfigure b.reconfigure b.off b.post ");
+    EXPECT_TRUE(m_log.contains(line + "(anonymous namespace)::Component"));
+    m_a.fails_with = 'r';
+    EXPECT_THROW(reload(), std::runtime_error);
+    EXPECT_EQ(m_told, "a.reconfigure ");
+}
+
+TEST_F(Reload, file_that_can_not_be_read_tells_nobody)
+{
+    m_folder.write("vos.conf", "General = { vos_id = ");
+    EXPECT_EQ(reload(), "");
+    EXPECT_EQ(m_log.count("Exception caught reloading configuration file: " + m_path + ":1: "), 1)
+        << m_log.text();
+    m_folder.write("vos.conf", "General = { vos_id = \"three\"; };");
+    reload();
+    std::filesystem::remove(m_path);
+    EXPECT_EQ(reload(), "");
+    std::filesystem::create_directory(m_path);
+    EXPECT_EQ(reload(), "");
+    EXPECT_EQ(m_log.count("Could not open configuration file - " + m_path), 2);
+    EXPECT_EQ(vos_id(), "three") << "the old settings stay";
+}
+
+TEST(Configurator, start_names_what_is_wrong)
+{
+    const TempFolder folder;
+    EXPECT_THROW(AConfigurator(folder.file("none").c_str(), false), FileNotFound);
+    std::filesystem::create_directory(folder.file("folder"));
+    EXPECT_THROW(AConfigurator(folder.file("folder").c_str(), false), FileNotFound);
+    const auto broken = folder.write("broken", "a = 1;\nb = ;\n");
+    try {
+        AConfigurator conf(broken.c_str(), false);
+        ADD_FAILURE() << "read";
+    } catch (const std::exception& error) {
+        EXPECT_EQ(configuration_error_text(error), broken + ":2: syntax error");
+    }
+    AConfigurator transient("", false);
+    EXPECT_THROW(transient.reload_configuration(), const char*);
+}
+
+TEST(Configurator, look_ups_keep_the_default_for_a_key_of_another_type)
+{
+    const TempFolder folder;
+    AConfigurator conf(folder.write("c", "a = \"text\"; b = 5; c = 5000000000L; d = true;").c_str(),
+                       false);
+    int number = 7;
+    bool flag = true;
+    std::string text = "default";
+    EXPECT_FALSE(conf.config.lookupValue("a", number));
+    EXPECT_FALSE(conf.config.lookupValue("c", number));
+    EXPECT_FALSE(conf.config.lookupValue("missing", number));
+    EXPECT_FALSE(conf.config.lookupValue("b", flag));
+    EXPECT_FALSE(conf.config.lookupValue("b", text));
+    EXPECT_EQ(number, 7);
+    EXPECT_TRUE(flag);
+    EXPECT_EQ(text, "default");
+    TheConfigurator::set_configurator(&conf);
+    Component component("c", text);
+    EXPECT_TRUE(component.bool_get("d"));
+    EXPECT_THROW(component.bool_get("b"), std::runtime_error);
+    TheConfigurator::set_configurator(nullptr);
+}
+
+TEST(Configurator, saves_what_it_read)
+{
+    const TempFolder folder;
+    const auto path = folder.write("vos.conf", "a = 1;");
+    AConfigurator conf(path.c_str(), false);
+    conf.config.lookup("a") = 2;
+    EXPECT_TRUE(conf.save_configuration());
+    EXPECT_NE(folder.read("vos.conf").find("a = 2;"), std::string::npos);
+    std::filesystem::remove_all(folder.path());
+    CapturedLog log;
+    EXPECT_FALSE(conf.save_configuration());
+    EXPECT_TRUE(log.contains("Error saving configuration: "));
+}
+
+} // namespace

@@ -1,0 +1,177 @@
+#include "common/nyx_bufferevent.h"
+#include "common/nyx_libevent.h"
+#include "support/captured_log.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <stdexcept>
+#include <string>
+
+using namespace nyx;
+
+namespace {
+
+class EventLoop : public testing::Test {
+protected:
+    EventLoop()
+    {
+        m_base.init();
+        m_base.set_event_base_priorities(2);
+    }
+
+    NYXEventBase m_base;
+    CapturedLog m_log;
+};
+
+void count_and_break(evutil_socket_t, short, void* counter)
+{
+    ++*static_cast<int*>(counter);
+    NYXEventBase::loop_break();
+}
+
+void ignore(evutil_socket_t, short, void*) {}
+
+TEST(EventBase, misuse_throws)
+{
+    NYXEventBase base;
+    EXPECT_THROW(base.dispatch(), std::runtime_error);
+    EXPECT_THROW(base.get_event_base_priorities(), std::runtime_error);
+    EXPECT_THROW(base.alloc_conn_listener(0, 0, nullptr, nullptr), std::runtime_error);
+    base.init();
+    EXPECT_THROW(base.init(), std::runtime_error);
+    EXPECT_THROW(base.dispatch(), std::runtime_error) << "no events are armed";
+}
+
+TEST_F(EventLoop, adding_a_pending_timer_charges_it_again)
+{
+    int fired = 0;
+    NYXEventLibEventTimer timer(count_and_break, &fired, -1);
+    EXPECT_TRUE(timer.del(true)) << "never added";
+    EXPECT_TRUE(timer.charge(60000));
+    EXPECT_TRUE(timer.charge(1));
+    EXPECT_EQ(m_log.count("Event was recharged"), 1);
+    m_base.dispatch();
+    EXPECT_EQ(fired, 1);
+    EXPECT_FALSE(timer.is_pending());
+    EXPECT_TRUE(timer.add(-1, 60000, 2)) << "a priority equal to the count keeps the default";
+    EXPECT_TRUE(timer.del(true));
+    EXPECT_EQ(m_log.count("Event removed"), 1);
+}
+
+TEST_F(EventLoop, only_descriptor_zero_keeps_its_blocking_mode)
+{
+    int pair[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+    NYXEventLibEvent event(EV_READ, ignore, nullptr);
+    EXPECT_TRUE(event.add(pair[0], -1));
+    EXPECT_TRUE(::fcntl(pair[0], F_GETFL) & O_NONBLOCK);
+    event.del(false);
+    EXPECT_FALSE(event.add(::open("/dev/null", O_RDONLY) + 100, -1)) << "a closed descriptor";
+    EXPECT_TRUE(m_log.contains("Failed to set socket as non-blocking. errno: 9"));
+    ::close(pair[0]);
+    ::close(pair[1]);
+}
+
+TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
+{
+    int first = 0;
+    int second = 0;
+    int other = 0;
+    NYXEventLibEventSignal events[] = {{SIGIO, count_and_break, &first},
+                                       {SIGIO, count_and_break, &second},
+                                       {SIGUSR2, count_and_break, &other}};
+    for (auto& event : events)
+        ASSERT_TRUE(event.add(event.signal(), -1));
+    std::raise(SIGIO);
+    m_base.dispatch();
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 1);
+    EXPECT_EQ(other, 0);
+    std::raise(SIGUSR2);
+    m_base.dispatch();
+    EXPECT_EQ(first + second + other, 3) << "the first delivery must not be served again";
+}
+
+TEST_F(EventLoop, what_a_callback_throws_comes_out_of_dispatch)
+{
+    NYXEventLibEventTimer timer(
+        [](evutil_socket_t, short, void*) { throw std::out_of_range("thrown"); }, nullptr, -1);
+    timer.charge(0);
+    EXPECT_THROW(m_base.dispatch(), std::out_of_range);
+    int fired = 0;
+    NYXEventLibEventTimer next(count_and_break, &fired, -1);
+    next.charge(0);
+    m_base.dispatch();
+    EXPECT_EQ(fired, 1) << "and only once";
+}
+
+TEST_F(EventLoop, destroyed_events_leave_nothing_in_the_debug_table)
+{
+    const auto churn = [this](int rounds) {
+        for (int i = 0; i < rounds; ++i) {
+            NYXEventLibEventTimer timer(ignore, nullptr, -1);
+            timer.charge(1000);
+            m_base.alloc_buffer_event(-1, nullptr, nullptr, nullptr, nullptr);
+            event_base_loop(NYXEventBase::raw(), EVLOOP_NONBLOCK); // buffers are freed by the loop
+        }
+    };
+    churn(1000);
+    const auto before = ::mallinfo2().uordblks;
+    churn(20000);
+    EXPECT_LT(::mallinfo2().uordblks, before + 4096);
+}
+
+/// One echo exchange over a listener, a client and the accepted connection.
+struct Echo {
+    NYXEventBase& base;
+    std::unique_ptr<NYXBufferEvent> client;
+    std::unique_ptr<NYXBufferEvent> server;
+    std::string answer;
+
+    static void accept(int fd, sockaddr*, void* arg)
+    {
+        auto& self = *static_cast<Echo*>(arg);
+        self.server = self.base.alloc_buffer_event(
+            fd,
+            [](void* echo) {
+                auto& at = *static_cast<Echo*>(echo)->server;
+                char text[16];
+                const int count = at.read(text, sizeof text);
+                at.write(text, static_cast<std::size_t>(count));
+            },
+            nullptr, nullptr, arg);
+        self.server->enable(EV_READ);
+    }
+    static void answered(void* arg)
+    {
+        auto& self = *static_cast<Echo*>(arg);
+        char text[16];
+        self.answer.assign(text, static_cast<std::size_t>(self.client->read(text, sizeof text)));
+        NYXEventBase::loop_break();
+    }
+};
+
+TEST_F(EventLoop, buffered_connection_carries_data_both_ways)
+{
+    constexpr unsigned short port = 45871;
+    Echo echo{m_base, nullptr, nullptr, ""};
+    const auto listener = m_base.alloc_conn_listener(
+        port, LEV_OPT_CLOSE_ON_FREE | LEV_OPT_REUSEABLE, Echo::accept, &echo);
+    EXPECT_THROW(m_base.alloc_conn_listener(port, 0, Echo::accept, &echo), std::runtime_error);
+    echo.client = m_base.alloc_buffer_event(-1, Echo::answered, nullptr, nullptr, &echo);
+    const timeval limit{5, 0};
+    EXPECT_TRUE(echo.client->set_timeouts(&limit, &limit));
+    EXPECT_TRUE(echo.client->enable(EV_READ | EV_WRITE));
+    EXPECT_TRUE(echo.client->socket_connect(htonl(INADDR_LOOPBACK), port, -1));
+    EXPECT_TRUE(echo.client->write("ping", 4));
+    m_base.dispatch();
+    EXPECT_EQ(echo.answer, "ping");
+}
+
+} // namespace

@@ -1,0 +1,91 @@
+#include "common/nyx_configurator.h"
+#include "common/nyx_file_lock.h"
+#include "common/nyx_random.h"
+#include "common/nyx_thread.h"
+#include "support/captured_log.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/file.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <set>
+#include <thread>
+
+using namespace nyx;
+
+TEST(FileLock, readers_share_and_a_writer_excludes)
+{
+    const TempFolder folder;
+    FileLock reader(folder.file("conf.lock"));
+    FileLock second(folder.file("conf.lock"));
+    reader.read_lock();
+    second.read_lock();
+    second.unlock();
+    platform::UniqueFd other(::open(folder.file("conf.lock").c_str(), O_RDWR));
+    EXPECT_NE(::flock(other.get(), LOCK_EX | LOCK_NB), 0);
+    reader.unlock();
+    reader.unlock();
+    EXPECT_EQ(::flock(other.get(), LOCK_EX | LOCK_NB), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THROW(reader.write_lock(), FileLockFailure) << "a holder that never lets go";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST(FileLock, without_its_folder_locking_is_off_and_everything_succeeds)
+{
+    CapturedLog log;
+    FileLock lock("/nonexistent/conf.lock");
+    lock.write_lock();
+    lock.unlock();
+    lock.read_lock();
+    EXPECT_EQ(log.count("Locking is disabled"), 2);
+    EXPECT_TRUE(
+        log.contains("Failed to open lock file: /nonexistent/conf.lock, disabling NYXFileLock."));
+}
+
+TEST(Random, seeds_differ)
+{
+    std::set<int> seeds;
+    for (int i = 0; i < 100; ++i)
+        seeds.insert(nyx_random());
+    EXPECT_GT(seeds.size(), 95U);
+}
+
+TEST(Thread, long_call_is_warned_about_and_the_thread_goes_on)
+{
+    const TempFolder folder;
+    AConfigurator conf(
+        folder.write("vos.conf", "General = { max_thread_runtime_ms = 20; };").c_str(), false);
+    CapturedLog log;
+    std::atomic<int> calls{0};
+    Thread thread(
+        "worker",
+        [](void* arg) {
+            auto& count = *static_cast<std::atomic<int>*>(arg);
+            std::this_thread::sleep_for(std::chrono::milliseconds(count == 0 ? 60 : 1));
+            if (++count == 3)
+                throw std::runtime_error("third");
+        },
+        &calls);
+    thread.join(); // not started: nothing to wait for
+    thread.start(conf);
+    while (calls < 5)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    thread.stop();
+    thread.join();
+    EXPECT_EQ(log.count("thread worker function took too long: 6"), 1) << log.text();
+    EXPECT_TRUE(log.contains("Thread worker created successfully"));
+    EXPECT_TRUE(log.contains("thread worker function failed: third"));
+    EXPECT_TRUE(log.contains("Thread worker stopped"));
+}
+
+TEST(Thread, needs_its_longest_run_time)
+{
+    const TempFolder folder;
+    AConfigurator conf(folder.write("vos.conf", "").c_str(), false);
+    Thread thread("worker", nullptr, nullptr);
+    EXPECT_THROW(thread.start(conf), std::runtime_error);
+}
