@@ -1,0 +1,60 @@
+// A record in POSIX shared memory, guarded by a named POSIX semaphore.
+#pragma once
+
+#include "platform/file/unique_fd.h"
+
+#include <semaphore.h>
+
+#include <cstddef>
+#include <string>
+#include <typeinfo>
+
+namespace nyx_utils {
+
+/// Switches every shared record of this process. Off until a program says so.
+extern bool shared_mem_enabled;
+
+/// The mapping and the semaphore, both mode 0600 and created on first use.
+class SharedMemory {
+public:
+    /// `name` without the leading "/". Throws std::runtime_error with the
+    /// reason.
+    SharedMemory(const std::string& name, std::size_t size);
+    SharedMemory(const SharedMemory&) = delete;
+    SharedMemory& operator=(const SharedMemory&) = delete;
+    ~SharedMemory();
+
+    void* data() { return m_data; }
+
+    /// Takes the semaphore. Waits at most one second, also through signals: a
+    /// holder that died must not stop the loop. False with errno set.
+    bool lock();
+    /// Gives it back. False with errno set.
+    bool unlock();
+
+private:
+    std::size_t m_size;
+    void* m_data;
+    sem_t* m_semaphore;
+};
+
+/// One `T` shared by every process that opens the same name. `T` must be
+/// trivially copyable; a new record is all zero.
+template <typename T>
+class SharedObject {
+public:
+    explicit SharedObject(const std::string& name) : m_memory(name, sizeof(T)) {}
+
+    bool lock() { return m_memory.lock(); }
+    bool unlock() { return m_memory.unlock(); }
+    T& record() { return *static_cast<T*>(m_memory.data()); }
+
+    /// The type's name as the log lines write it.
+    static const char* type_name() { return typeid(SharedObject<T>*).name(); }
+    static const char* record_type_name() { return typeid(T*).name(); }
+
+private:
+    SharedMemory m_memory;
+};
+
+} // namespace nyx_utils

@@ -1,0 +1,175 @@
+#include "common/nyx_configurator.h"
+#include "support/captured_log.h"
+#include "support/temp_folder.h"
+#include "utils/nyx_helper.h"
+#include "utils/text_file.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <zlib.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+using nyx::Helper;
+
+namespace {
+
+std::string texts(const std::list<in_addr>& addresses)
+{
+    std::string all;
+    for (const auto& address : addresses)
+        all += std::string(::inet_ntoa(address)) + " ";
+    return all;
+}
+
+TEST(StaticHosts, lines_of_every_kind)
+{
+    const std::string table = "127.0.0.1\tlocalhost\n"
+                              "# 192.0.2.9 server\n"
+                              "192.0.2.1 server.example server # server\n"
+                              "::1 server\n"
+                              "not.an.address server\n"
+                              "192.0.2.3\n"
+                              "192.0.2.2   Server server";
+    const struct {
+        const char* host;
+        const char* want;
+    } cases[] = {
+        {"localhost", "127.0.0.1 "},
+        {"server", "192.0.2.1 192.0.2.2 "},
+        {"SERVER.example", "192.0.2.1 "},
+        {"#", ""},
+        {"", ""},
+        {"unknown", ""},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(texts(nyx::parse_static_hosts(table, row.host)), row.want) << row.host;
+    std::list<in_addr> found;
+    EXPECT_FALSE(Helper::try_static_resolution("server", found, "/nonexistent"));
+}
+
+TEST(Helper, addresses)
+{
+    for (const char* good : {"192.0.2.7", "0.0.0.0", "255.255.255.255"})
+        EXPECT_TRUE(Helper::is_valid_ip_address(good)) << good;
+    for (const char* bad : {"", "192.0.2", "192.0.2.256", "192.0.2.7 ", "::1", "server"})
+        EXPECT_FALSE(Helper::is_valid_ip_address(bad)) << bad;
+}
+
+TEST(Helper, usage_percentage)
+{
+    EXPECT_DOUBLE_EQ(Helper::calc_usage_percentage(150, 100, 2), 25.0);
+    EXPECT_DOUBLE_EQ(Helper::calc_usage_percentage(0, 100, 2), 100.0);
+    EXPECT_LT(Helper::calc_usage_percentage(201, 100, 2), 0.0);
+    EXPECT_DOUBLE_EQ(Helper::calc_usage_percentage(1, 0, 2), 0.0);
+    EXPECT_DOUBLE_EQ(Helper::calc_usage_percentage(1, -5, 2), 0.0);
+    EXPECT_DOUBLE_EQ(Helper::calc_usage_percentage(1, 5, 0), 0.0);
+}
+
+TEST(Helper, clock_difference)
+{
+    EXPECT_EQ(Helper::get_clock_diff_ms({12, 1000000}, {10, 999000000}), 1002);
+    EXPECT_EQ(Helper::get_clock_diff_ms({10, 0}, {10, 1500000}), -1);
+    EXPECT_EQ(Helper::get_timestamp_gmt_format().size(), 20U);
+    EXPECT_EQ(Helper::get_timestamp_gmt_format().back(), 'Z');
+}
+
+TEST(Helper, splitting)
+{
+    using Pieces = std::vector<std::string>;
+    EXPECT_EQ(Helper::deserialize_strings("1\n\n2\n", '\n'), (Pieces{"1", "", "2"}));
+    EXPECT_EQ(Helper::deserialize_strings("1,2", ','), (Pieces{"1", "2"}));
+    EXPECT_EQ(Helper::deserialize_strings("", ','), Pieces{});
+}
+
+TEST(Helper, identity_comes_from_the_configuration)
+{
+    const TempFolder folder;
+    nyx::AConfigurator conf(
+        folder.write("vos.conf", "General = { vos_id = \"node-7\"; quiet_node = true; };").c_str(),
+        false);
+    nyx::TheConfigurator::set_configurator(&conf);
+    EXPECT_EQ(Helper::get_my_id(true), "node-7");
+    EXPECT_THROW(Helper::get_external_ip(true), std::runtime_error);
+    EXPECT_TRUE(Helper::is_kln());
+    nyx::TheConfigurator::set_configurator(nullptr);
+}
+
+TEST(Gzip, unpacks_to_what_was_packed)
+{
+    for (const auto& text : {std::string(), std::string(100000, 'x'), std::string("{\"a\":1}")}) {
+        std::string packed;
+        ASSERT_TRUE(Helper::gzip_buffer(text, packed, 1));
+        EXPECT_EQ(packed.substr(0, 2), "\x1f\x8b");
+        std::string back(text.size() + 1, '\0');
+        z_stream stream{};
+        inflateInit2(&stream, 15 + 16);
+        stream.next_in = reinterpret_cast<Bytef*>(packed.data());
+        stream.avail_in = static_cast<uInt>(packed.size());
+        stream.next_out = reinterpret_cast<Bytef*>(back.data());
+        stream.avail_out = static_cast<uInt>(back.size());
+        EXPECT_EQ(inflate(&stream, Z_FINISH), Z_STREAM_END);
+        back.resize(stream.total_out);
+        inflateEnd(&stream);
+        EXPECT_EQ(back, text);
+    }
+    std::string packed;
+    EXPECT_FALSE(Helper::gzip_buffer("x", packed, 99));
+}
+
+TEST(TextFile, words_lines_and_numbers)
+{
+    std::string_view text = "  a\tbb \nlast";
+    EXPECT_EQ(nyx_utils::next_word(text), "a");
+    EXPECT_EQ(nyx_utils::next_line(text), "\tbb ");
+    EXPECT_EQ(nyx_utils::next_line(text), "last");
+    EXPECT_EQ(nyx_utils::next_line(text), std::nullopt);
+    EXPECT_EQ(nyx_utils::next_word(text), "");
+    EXPECT_EQ(nyx_utils::to_number<std::uint64_t>("18446744073709551615"), ~std::uint64_t{0});
+    for (const char* bad : {"", "-1", "1x", "18446744073709551616", " 1"})
+        EXPECT_EQ(nyx_utils::to_number<std::uint64_t>(bad), std::nullopt) << bad;
+    EXPECT_FALSE(nyx_utils::read_text_file("/nonexistent"));
+    EXPECT_FALSE(nyx_utils::read_text_file("/dev/zero")) << "endless";
+    EXPECT_TRUE(nyx_utils::read_text_file("/proc/self/status")->starts_with("Name:"));
+}
+
+TEST(RunCommand, results)
+{
+    std::string output;
+    EXPECT_EQ(Helper::run_cmd("printf 'one\\ntwo\\n'; echo hidden >&2"), "one\ntwo\n");
+    EXPECT_EQ(Helper::run_cmd_stderr("echo out; echo err >&2; exit 3", output), 3);
+    EXPECT_EQ(output, "out\nerr\n");
+    EXPECT_EQ(Helper::run_cmd_stderr("kill -9 $$", output), 128 + 9);
+    EXPECT_EQ(Helper::run_cmd_stderr("/nonexistent", output), 127);
+    EXPECT_EQ(Helper::run_cmd("head -c 200000 /dev/zero").size(), 200000U);
+}
+
+TEST(RunCommand, child_starts_clean)
+{
+    std::signal(SIGUSR2, SIG_IGN);
+    const int leaked = ::dup(2);
+    EXPECT_EQ(Helper::run_cmd("ls /proc/self/fd | wc -l"), "4\n") << "0, 1, 2 and ls's own";
+    const auto ignored = Helper::run_cmd("awk '/SigIgn/ {print $2}' /proc/self/status");
+    EXPECT_EQ(std::stoull(ignored, nullptr, 16) & (1ULL << (SIGUSR2 - 1)), 0U) << ignored;
+    ::close(leaked);
+    std::signal(SIGUSR2, SIG_DFL);
+}
+
+TEST(RunCommand, what_runs_too_long_or_says_too_much_is_killed)
+{
+    CapturedLog log;
+    std::string output;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Helper::run_cmd_stderr("sleep 60 & echo started; exec sleep 60", output), 128 + 9);
+    EXPECT_EQ(output, "started\n");
+    EXPECT_EQ(Helper::run_cmd_stderr("exec cat /dev/zero", output), 128 + 9);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9));
+    EXPECT_EQ(log.count("run_command: killed"), 2);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+}
+
+} // namespace
