@@ -1,0 +1,158 @@
+#include "stats/interface_stats.h"
+
+#include "platform/logger/sup_logger.h"
+#include "utils/text_file.h"
+
+#include <utility>
+
+using nyx_utils::next_number;
+using nyx_utils::next_word;
+
+namespace {
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("InterfaceStats");
+    return instance;
+}
+
+bool read_numbers(std::string_view& text, std::initializer_list<std::uint64_t*> values)
+{
+    for (auto* value : values) {
+        const auto number = next_number<std::uint64_t>(text);
+        if (!number)
+            return false;
+        *value = *number;
+    }
+    return true;
+}
+
+const char* fault_text(InterfaceLineFault fault)
+{
+    switch (fault) {
+    case InterfaceLineFault::name:
+        return "Failed parsing interface name in line: ";
+    case InterfaceLineFault::rx:
+        return "Failed parsing rx info in line: ";
+    case InterfaceLineFault::tx:
+        break;
+    }
+    return "Failed parsing tx info in line: ";
+}
+
+} // namespace
+
+std::int32_t wrapping_delta32(std::uint64_t current, std::uint64_t previous)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(current - previous));
+}
+
+libvariant::Variant InterfaceStats::collect_interface_report(const InterfaceStats* previous,
+                                                             std::time_t last_report_time,
+                                                             std::time_t now) const
+{
+    return {{"counters", collect_interface_counters()},
+            {"rates", collect_interface_rates(previous, last_report_time, now)}};
+}
+
+libvariant::Variant InterfaceStats::collect_interface_counters() const
+{
+    return {{"rx_bytes", rx_bytes},     {"tx_bytes", tx_bytes},  {"rx_packets", rx_packets},
+            {"tx_packets", tx_packets}, {"rx_drops", rx_drops},  {"tx_drops", tx_drops},
+            {"rx_errors", rx_errors},   {"tx_errors", tx_errors}};
+}
+
+libvariant::Variant InterfaceStats::collect_interface_rates(const InterfaceStats* previous,
+                                                            std::time_t last_report_time,
+                                                            std::time_t now) const
+{
+    const auto interval = static_cast<std::int64_t>(now) - last_report_time;
+    const auto rate = [&](std::uint64_t InterfaceStats::*counter) -> std::int64_t {
+        if (interval <= 0 || previous == nullptr)
+            return 0;
+        const std::int64_t delta = wrapping_delta32(this->*counter, previous->*counter);
+        return delta > 0 ? delta / interval : 0;
+    };
+    return {{"rx_bps", rate(&InterfaceStats::rx_bytes)},
+            {"tx_bps", rate(&InterfaceStats::tx_bytes)},
+            {"rx_pps", rate(&InterfaceStats::rx_packets)},
+            {"tx_pps", rate(&InterfaceStats::tx_packets)}};
+}
+
+std::variant<InterfaceStats, InterfaceLineFault> parse_interface_line(std::string_view line)
+{
+    InterfaceStats stats;
+    const auto label = next_word(line);
+    stats.name = label.substr(0, label.find(':'));
+    if (stats.name.empty())
+        return InterfaceLineFault::name;
+    if (!read_numbers(line,
+                      {&stats.rx_bytes, &stats.rx_packets, &stats.rx_errors, &stats.rx_drops}))
+        return InterfaceLineFault::rx;
+    std::uint64_t unreported{}; // fifo, frame, compressed, multicast
+    if (!read_numbers(line, {&unreported, &unreported, &unreported, &unreported, &stats.tx_bytes,
+                             &stats.tx_packets, &stats.tx_errors, &stats.tx_drops}))
+        return InterfaceLineFault::tx;
+    return stats;
+}
+
+InterfaceStatsReport::InterfaceStatsReport(std::string proc_root)
+    : m_proc_root(std::move(proc_root))
+{
+}
+
+libvariant::Variant InterfaceStatsReport::collect_network_report(std::time_t now)
+{
+    m_previous = std::exchange(m_interfaces, {});
+    auto report = libvariant::Variant::array();
+    if (!init_interface_objects())
+        return report;
+    for (const auto& [name, stats] : m_interfaces) {
+        logger().debug("Creating report of interface ", name);
+        const auto before = m_previous.find(name);
+        auto entry = stats.collect_interface_report(
+            before == m_previous.end() ? nullptr : &before->second, m_last_report_time, now);
+        entry["interface_name"] = name;
+        report.push_back(std::move(entry));
+    }
+    m_last_report_time = now;
+    return report;
+}
+
+bool InterfaceStatsReport::init_interface_objects()
+{
+    const auto path = m_proc_root + "/net/dev";
+    const auto text = nyx_utils::read_text_file(path);
+    if (!text) {
+        logger().error("Failed to read interfaces info from ", path);
+        return false;
+    }
+    std::string_view rest = *text;
+    nyx_utils::next_line(rest); // two lines of column headers
+    nyx_utils::next_line(rest);
+    const bool debug = logger().is_debug_enabled();
+    while (const auto line = nyx_utils::next_line(rest)) {
+        if (debug)
+            logger().debug("Parsing line: ", *line);
+        if (!init_interace_data_from_line(*line))
+            logger().error("Failed to parse interface statistics from line: ", *line);
+    }
+    return true;
+}
+
+bool InterfaceStatsReport::init_interace_data_from_line(std::string_view line)
+{
+    if (line.empty()) {
+        logger().debug("line is empty, skipping it");
+        return true;
+    }
+    auto parsed = parse_interface_line(line);
+    if (const auto* fault = std::get_if<InterfaceLineFault>(&parsed)) {
+        logger().error(fault_text(*fault), line);
+        return false;
+    }
+    auto& stats = std::get<InterfaceStats>(parsed);
+    const auto name = stats.name;
+    m_interfaces.try_emplace(name, std::move(stats)); // the first of a name stays
+    return true;
+}

@@ -1,0 +1,97 @@
+#include "stats/proc_fd_stats.h"
+
+#include "stats/proc_parsers.h"
+#include "stats/proc_path.h"
+#include "utils/text_file.h"
+
+#include <dirent.h>
+
+#include <algorithm>
+#include <memory>
+
+double ProcFdStats::m_max_fd_ratio{};
+std::uint32_t ProcFdStats::m_monitored_fds{};
+std::int32_t ProcFdStats::m_allocated_fds{};
+std::int32_t ProcFdStats::m_maximum_fds{};
+SystemPerfStat<std::int32_t> ProcFdStats::m_system_stat{"fd"};
+
+namespace {
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("ProcFdStats");
+    return instance;
+}
+
+struct CloseFolder {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+} // namespace
+
+ProcFdStats::ProcFdStats(int pid, const std::string& proc_root) : m_pid(pid), m_proc_root(proc_root)
+{
+    calculate_fd_count();
+    calculate_fd_limit();
+    calculate_fd_ratio();
+}
+
+void ProcFdStats::calculate_fd_count()
+{
+    m_fd_count = 0;
+    const std::unique_ptr<DIR, CloseFolder> folder(
+        ::opendir(proc_path(m_proc_root, m_pid, "fd").c_str()));
+    if (!folder) {
+        logger().warning("calculate_fd_count: Failed to calculate FDs for process ", m_pid);
+        return;
+    }
+    while (::readdir(folder.get()) != nullptr)
+        ++m_fd_count;
+    m_monitored_fds += static_cast<std::uint32_t>(m_fd_count);
+}
+
+void ProcFdStats::calculate_fd_limit()
+{
+    const auto text = nyx_utils::read_text_file(proc_path(m_proc_root, m_pid, "limits"));
+    const auto limit = text ? parse_fd_limit(*text) : std::nullopt;
+    if (!limit)
+        logger().warning("calculate_fd_limit: failed to read FD limit of process ", m_pid);
+    m_fd_limit = limit.value_or(0);
+}
+
+void ProcFdStats::calculate_fd_ratio()
+{
+    if (m_fd_limit <= 0 || m_fd_count < 0) {
+        logger().warning("calculate_fd_ratio: failed to calculate FD ratio for process ", m_pid);
+        return;
+    }
+    m_fd_ratio = static_cast<double>(m_fd_count) / m_fd_limit;
+    m_max_fd_ratio = std::max(m_max_fd_ratio, m_fd_ratio);
+    logger().debug("calculate_fd_ratio: Process ", m_pid, ": open fds: ", m_fd_count,
+                   ", limit: ", m_fd_limit, ", ratio: ", m_fd_ratio);
+}
+
+void ProcFdStats::reset_accumulator()
+{
+    m_monitored_fds = 0;
+    m_max_fd_ratio = 0.0;
+}
+
+void ProcFdStats::update_system_fd_stats(const std::string& proc_root)
+{
+    m_allocated_fds = 0;
+    m_maximum_fds = 0;
+    const auto text = nyx_utils::read_text_file(proc_root + "/sys/fs/file-nr");
+    const auto numbers = text ? parse_file_numbers(*text) : std::nullopt;
+    if (!numbers) {
+        logger().warning("update_system_fd_stats: failed to read system file descriptors usage");
+        m_system_stat.update_counters(0, 0, 0);
+        return;
+    }
+    m_allocated_fds = numbers->allocated;
+    m_maximum_fds = numbers->maximum;
+    logger().debug("update_system_fd_stats: read usage ", m_allocated_fds, ", limit ",
+                   m_maximum_fds);
+    m_system_stat.update_counters(m_maximum_fds, m_maximum_fds - m_allocated_fds,
+                                  static_cast<std::int32_t>(m_monitored_fds));
+}

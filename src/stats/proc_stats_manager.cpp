@@ -1,0 +1,90 @@
+#include "stats/proc_stats_manager.h"
+
+#include "platform/logger/sup_logger.h"
+
+#include <iterator>
+
+namespace {
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("ProcessesManager");
+    return instance;
+}
+
+} // namespace
+
+ProcessesManager::ProcessesManager(std::string proc_root) : m_proc_root(std::move(proc_root)) {}
+
+std::set<std::string> ProcessesManager::get_allowed_processes(bool vos)
+{
+    if (vos)
+        return {"pluto", "vos", "vos_monitor", "owampd", "iperf3", "watchdog"};
+    return {"nyx",   "nyx_monitor",  "wanproxy0", "watchdog", "qdns1",
+            "qdns2", "nyx_ha_agent", "pluto",     "bird",     "keepalived"};
+}
+
+void ProcessesManager::calculate_processes_performance(const std::set<std::string>& allowed,
+                                                       int root_pid)
+{
+    std::vector<std::pair<int, std::string>> found;
+    Process::get_running_processes(root_pid, "watchdog", found); // what it found is good enough
+    Process::get_running_services({"pluto", "bird", "keepalived"}, found);
+    reset();
+    ProcCpuStats::read_total_cpu_stats(m_proc_root);
+    // A process that was found in two ways is measured, and counted, twice.
+    for (const auto& [pid, name] : found) {
+        if (allowed.contains(name))
+            measure(name, pid);
+        else
+            logger().trace("calculate_processes_performance: ignoring process ", name);
+    }
+    Process::update_system_stats(m_proc_root);
+    print_processes_information();
+}
+
+void ProcessesManager::measure(const std::string& name, int pid)
+{
+    logger().debug("calculate_processes_performance: checking process ", name, " (", pid, ")");
+    const auto known = m_processes.find({name, pid});
+    if (known != m_processes.end()) {
+        known->second.read_stats(pid);
+        logger().trace("calculate_processes_performance: Process exists in map - update its stats");
+        return;
+    }
+    logger().trace("calculate_processes_performance: Process does not exist in map - create it");
+    m_processes.emplace(std::pair{name, pid}, Process(name, pid, m_proc_root));
+}
+
+void ProcessesManager::reset()
+{
+    Process::reset_globals();
+    std::erase_if(m_processes, [](const auto& entry) {
+        const auto& [name, pid] = entry.first;
+        if (entry.second.is_alive()) {
+            logger().trace("reset: Process ", name, "(", pid, ") is running");
+            return false;
+        }
+        logger().debug("reset: Process ", name, " (", pid,
+                       ") is not running, removing from processes list");
+        return true;
+    });
+}
+
+void ProcessesManager::print_processes_information() const
+{
+    logger().info("print_processes_information: printing processes information:");
+    for (const auto& [key, process] : m_processes)
+        process.print_proc_status();
+    Process::print_system_stats();
+}
+
+std::vector<libvariant::Variant> ProcessesManager::generate_procs_report() const
+{
+    logger().debug("generate_procs_report: generating processes report");
+    std::vector<libvariant::Variant> entries;
+    for (const auto& [key, process] : m_processes)
+        entries.push_back(process.generate_proc_report());
+    Process::add_global_stats_to_report(entries);
+    return entries;
+}
