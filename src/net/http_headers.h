@@ -1,0 +1,16 @@
+// The header lines that a request sends beside libcurl's own.
+#pragma once
+
+#include "net/curl_handle.h"
+
+#include <string>
+
+namespace nyx {
+
+/// In this order: "Host", "Content-Type" for a `json_body`, "Date" and
+/// "Authorization" unless empty, "Content-Encoding" for `gzip`. Null when
+/// memory is short.
+CurlList make_header_list(const std::string& host, const std::string& date,
+                          const std::string& authorization, bool json_body, bool gzip);
+
+} // namespace nyx

@@ -1,0 +1,26 @@
+// What libcurl knows of a transfer that has ended.
+#pragma once
+
+#include "net/curl_handle.h"
+
+#include <optional>
+#include <string>
+
+namespace nyx {
+
+/// Speed and volume of one transfer.
+struct TransferStatistics {
+    double total_time{};     ///< seconds
+    double downloaded{};     ///< bytes
+    double uploaded{};       ///< bytes
+    double download_speed{}; ///< bytes per second
+    double upload_speed{};   ///< bytes per second
+    double connect_time{};   ///< seconds
+};
+
+TransferStatistics read_statistics(CURL* curl);
+
+/// One of the text infos; nothing when libcurl has none.
+std::optional<std::string> read_text_info(CURL* curl, CURLINFO info);
+
+} // namespace nyx

@@ -1,0 +1,237 @@
+#include "net/zel_http_client.h"
+
+#include "net/server_url.h"
+#include "net/zel_request.h"
+#include "platform/logger/sup_logger.h"
+
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+namespace nyx {
+
+namespace {
+
+constexpr int dns_retries = 2;
+constexpr unsigned int ns_timeout_ms = 3000;
+constexpr unsigned int no_ttl_cap = 0;
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("ZELHttpClient");
+    return instance;
+}
+
+std::string value_or_empty(const std::map<std::string, std::string>& values, const char* key)
+{
+    const auto found = values.find(key);
+    return found != values.end() ? found->second : std::string();
+}
+
+} // namespace
+
+ZELHttpClient::ZELHttpClient(bool gzip, AConfigurator* configurator)
+    : ZELHttpClient({}, gzip, configurator, false)
+{
+}
+
+ZELHttpClient::ZELHttpClient(const std::map<std::string, std::string>& hmac_parameter_names,
+                             bool gzip, AConfigurator* configurator, bool hmac_enabled)
+    : HttpClient(false), m_secret_name(value_or_empty(hmac_parameter_names, "secret")),
+      m_key_name(value_or_empty(hmac_parameter_names, "key")),
+      m_period_name(value_or_empty(hmac_parameter_names, "timeout")), m_configurator(configurator),
+      m_gzip(gzip), m_resolver(true, dns_retries, ns_timeout_ms, no_ttl_cap),
+      m_hmac_enabled(hmac_enabled)
+{
+    if (hmac_enabled && (m_secret_name.empty() || m_key_name.empty() || m_period_name.empty()))
+        throw std::runtime_error("ERROR Missing parameters names for HMAC");
+}
+
+ZELHttpClient::~ZELHttpClient()
+{
+    cancel_resolution();
+}
+
+bool ZELHttpClient::is_async_running() const
+{
+    return m_resolve_context != nullptr || HttpClient::is_async_running();
+}
+
+bool ZELHttpClient::continue_send()
+{
+    return m_resolve_context != nullptr || HttpClient::continue_send();
+}
+
+bool ZELHttpClient::init_post_request_async_resolver(const std::string& url,
+                                                     const std::string& path,
+                                                     const std::string& client_cert_path,
+                                                     const std::string& body, long timeout_sec,
+                                                     const std::string& query_args)
+{
+    return init_http_request_async_resolver(url, path, body, method_post, client_cert_path,
+                                            timeout_sec, query_args);
+}
+
+bool ZELHttpClient::init_get_request_async_resolver(const std::string& url, const std::string& path,
+                                                    const std::string& client_cert_path,
+                                                    long timeout_sec)
+{
+    return init_http_request_async_resolver(url, path, "", method_get, client_cert_path,
+                                            timeout_sec, "");
+}
+
+bool ZELHttpClient::init_http_request_async_resolver(
+    const std::string& url, const std::string& path, const std::string& body, HttpMethod method,
+    const std::string& client_cert_path, long timeout_sec, const std::string& query_args)
+{
+    cancel_resolution();
+    if (is_async_running()) {
+        logger().notice("Request ignored since previous HTTP request is not completed yet");
+        return false;
+    }
+    if (!read_url(url)) {
+        logger().error(
+            "init_http_request_async_resolver: Couldn't find available ZEL receiver URL");
+        return false;
+    }
+    m_method = method;
+    m_path = path;
+    m_body = body;
+    m_client_cert_path = client_cert_path;
+    m_timeout_sec = timeout_sec;
+    m_query_args = query_args;
+    logger().debug("HTTP client <", this, "> send DNS request for [", m_host, "]");
+    m_resolve_context = m_resolver.getaddrinfo_async(m_host, &resolve_complete_cb, this);
+    return true;
+}
+
+bool ZELHttpClient::read_url(const std::string& url)
+{
+    auto parts = split_server_url(url);
+    if (!parts) {
+        logger().error("read_url: Failed parsing ZEL URL");
+        return false;
+    }
+    m_scheme = std::move(parts->scheme);
+    m_host = std::move(parts->host);
+    m_port = std::move(parts->port);
+    return true;
+}
+
+void ZELHttpClient::resolve_complete_cb(bool failed, const char*, int,
+                                        std::list<std::string>& addresses, void* client)
+{
+    static_cast<ZELHttpClient*>(client)->resolve_complete(failed, addresses);
+}
+
+void ZELHttpClient::resolve_complete(bool failed, const std::list<std::string>& addresses)
+{
+    logger().debug("resolve_complete_cb: Resolve complete for HTTP client <", this, ">");
+    m_resolve_context = nullptr;
+    if (!choose_address(failed, addresses)) {
+        m_request_succeeded = false;
+        return;
+    }
+    const auto url = m_scheme + "://" + m_cached_address + ":" + m_port + m_path;
+    logger().info("Sending HTTP request to: ", url);
+    logger().debug("resolve_complete_cb: Report body length: ", m_body.size());
+    if (!send_request(url))
+        logger().error("resolve_complete_cb: HTTP client <", this, "> failed sending report");
+    m_body.clear();
+}
+
+/// Leaves the address to send to in m_cached_address: the first of `addresses`,
+/// or the one found for the same host before. False when there is none.
+bool ZELHttpClient::choose_address(bool failed, const std::list<std::string>& addresses)
+{
+    if (!failed && !addresses.empty()) {
+        m_cached_host = m_host;
+        m_cached_address = addresses.front();
+        return true;
+    }
+    logger().error("resolve_complete_cb: Failed to Resolve ZEL URL. Trying to used cached result");
+    if (m_cached_host == m_host && !m_cached_address.empty())
+        return true;
+    logger().error("resolve_complete_cb: No cached resolution. giving up");
+    return false;
+}
+
+bool ZELHttpClient::send_request(const std::string& url)
+{
+    switch (m_method) {
+    case method_get:
+        return init_get_request_async(url, m_host, m_client_cert_path, m_timeout_sec);
+    case method_post:
+        return init_post_request_async(url, m_host, m_client_cert_path, m_body, m_query_args);
+    default:
+        logger().error("Unsupported HTTP method type: ", m_method);
+        return false;
+    }
+}
+
+bool ZELHttpClient::init_post_request_async(const std::string& url, const std::string& host,
+                                            const std::string& client_cert_path,
+                                            const std::string& body, const std::string& query_args)
+{
+    std::optional<Signature> signature;
+    if (m_hmac_enabled) {
+        signature.emplace();
+        if (!compute_hmac(body, signature->key, signature->token)) {
+            logger().error("Failed to compute HMAC");
+            return false;
+        }
+    }
+    const auto encoded = encode_body(body, m_gzip);
+    if (m_gzip && !encoded.gzip)
+        logger().warning("Failed gzipping buffer. Sending as plain text");
+    return init_post_request_async(build_post_url(url, signature, query_args), host,
+                                   client_cert_path, encoded.bytes, encoded.gzip, m_timeout_sec);
+}
+
+bool ZELHttpClient::get_hmac_params(std::string& secret, std::string& key, unsigned int& period_ms)
+{
+    const auto found = [this](const std::string& name, auto& value, const char* suffix) {
+        if (m_configurator->config.lookupValue(name, value))
+            return true;
+        logger().error("get_hmac_params: Couldn't get HMAC ", name, suffix);
+        return false;
+    };
+    return found(m_secret_name, secret, "  parameter") && found(m_key_name, key, " parameter") &&
+           found(m_period_name, period_ms, " parameter");
+}
+
+bool ZELHttpClient::compute_hmac(const std::string& data, std::string& key, std::string& token,
+                                 std::uint64_t now_ms)
+{
+    std::string enciphered;
+    unsigned int period_ms = 0;
+    if (!get_hmac_params(enciphered, key, period_ms) || enciphered.empty() || key.empty() ||
+        period_ms == 0) {
+        logger().error("compute_hmac: Not enough parameters for HMAC");
+        return false;
+    }
+    const auto secret = m_crypto.decrypt(enciphered);
+    if (secret.empty()) {
+        logger().error("compute_hmac: Couldn't decode HMAC secret");
+        return false;
+    }
+    token = m_crypto.hmac(signing_text(data, now_ms, period_ms), secret, Crypto::sha256);
+    return !token.empty();
+}
+
+void ZELHttpClient::cancel_resolution()
+{
+    if (m_resolve_context == nullptr)
+        return;
+    logger().warning("Resolver context already initialized. Canceling previous request");
+    m_resolver.cancel_request(m_resolve_context);
+    m_resolve_context = nullptr;
+}
+
+void ZELHttpClient::cancel_http_requests()
+{
+    cancel_resolution();
+    clean_http_requests();
+}
+
+} // namespace nyx

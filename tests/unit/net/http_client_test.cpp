@@ -1,0 +1,154 @@
+#include "net/http_client.h"
+
+#include "support/captured_log.h"
+#include "unit/net/report_server.h"
+
+#include <malloc.h>
+
+#include <filesystem>
+
+extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes();
+
+namespace {
+
+const char* const nobody = "https://127.0.0.1:1/report";
+
+std::ptrdiff_t open_descriptors()
+{
+    using Entries = std::filesystem::directory_iterator;
+    return std::distance(Entries("/proc/self/fd"), Entries());
+}
+
+std::size_t allocated_bytes()
+{
+    if (__sanitizer_get_current_allocated_bytes != nullptr)
+        return __sanitizer_get_current_allocated_bytes();
+    return ::mallinfo2().uordblks;
+}
+
+struct HttpClientTest : testing::Test {
+    bool post(const std::string& to, const std::string& body, long timeout_sec = 10,
+              const std::string& cert = "")
+    {
+        return client.init_post_request_async(to, "zel.example", cert, body, false, timeout_sec);
+    }
+
+    const CapturedLog log;
+    const ReportServer server;
+    nyx::HttpClient client{false};
+    const std::string url = server.url() + "/report";
+    const std::string report = std::string(2700000, 'x');
+};
+
+TEST_F(HttpClientTest, only_status_200_is_success)
+{
+    for (const int status : {200, 500, 302, 204}) {
+        SCOPED_TRACE(status);
+        server.misbehave("status " + std::to_string(status));
+        ASSERT_TRUE(post(url, "{}"));
+        EXPECT_FALSE(client.is_response_received());
+        drive(client);
+        EXPECT_TRUE(client.is_response_received());
+        EXPECT_EQ(client.get_response_code(), status);
+        EXPECT_EQ(client.is_request_succeeded(), status == 200);
+        EXPECT_EQ(log.contains("HTTP reponse error: " + std::to_string(status)), status != 200);
+    }
+    EXPECT_EQ(log.count("HTTP request completed successfully."), 1);
+    EXPECT_GT(client.get_last_success_time(), 0);
+    EXPECT_EQ(client.get_primary_ip() + client.get_local_ip(), "127.0.0.1127.0.0.1");
+    EXPECT_EQ(client.get_statistics().uploaded, 2);
+    EXPECT_GT(client.get_statistics().total_time, 0);
+    EXPECT_LT(client.get_statistics().total_time, 10);
+}
+
+TEST_F(HttpClientTest, a_large_report_leaves_in_few_steps)
+{
+    server.misbehave("status 200");
+    ASSERT_TRUE(post(url, report));
+    EXPECT_LE(drive(client, 100), 8);
+    EXPECT_TRUE(client.is_request_succeeded());
+    EXPECT_EQ(client.get_statistics().uploaded, 2700000);
+}
+
+TEST_F(HttpClientTest, a_failed_transfer_is_logged_and_survived)
+{
+    const struct {
+        const char* fault;
+        std::string url;
+        const char* record;
+        int code = 408;
+        const char* cert = "";
+    } cases[] = {
+        {"ok", nobody, "Server replied with reset.", 503},
+        {"hang", url, "HTTP request timeout."},
+        {"reset", url, "HTTP request failed. Status code: 5"},
+        {"close_mid_upload", url, "HTTP request failed. Status code: 5"},
+        {"ok", url, "HTTP request failed. Status code: 58 (", 408, "/nonexistent.pem"},
+        {"ok", "ftp://127.0.0.1:1/", "HTTP request failed. Status code: 1 ("},
+        {"ok", "https://127.0.0.1:zel.example/", "HTTP request failed. Status code: 3 ("},
+    };
+    std::signal(SIGPIPE, SIG_DFL);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(std::string(row.fault) + " " + row.url);
+        server.misbehave(row.fault);
+        ASSERT_TRUE(post(row.url, report, 1, row.cert));
+        const CapturedLog outcome;
+        drive(client);
+        EXPECT_EQ(client.get_response_code(), row.code);
+        EXPECT_FALSE(client.is_request_succeeded() || client.is_response_received());
+        EXPECT_TRUE(outcome.contains(row.record)) << outcome.text();
+    }
+}
+
+TEST_F(HttpClientTest, a_second_request_leaves_the_first_alone)
+{
+    server.misbehave("status 200");
+    ASSERT_TRUE(post(url, report));
+    for (int step = 1; step <= 2; ++step) {
+        EXPECT_FALSE(post(nobody, "{}"));
+        EXPECT_FALSE(client.init_get_request_async(nobody, "h", "", 1));
+        EXPECT_EQ(log.count("Failed adding multi-handle: 7"), 2 * step);
+        client.continue_send();
+    }
+    drive(client);
+    EXPECT_TRUE(client.is_request_succeeded());
+    EXPECT_EQ(client.get_statistics().uploaded, 2700000);
+    EXPECT_FALSE(post(url, "{}", -1));
+    EXPECT_TRUE(log.contains("Failed setting request timeout"));
+}
+
+TEST_F(HttpClientTest, a_get_collects_no_more_than_fits)
+{
+    ASSERT_TRUE(client.init_get_request_async(url, "h", "", true, "now", "me", 10));
+    drive(client);
+    EXPECT_EQ(client.get_response().substr(0, 13), "HTTP/1.1 403 "); // it takes reports only
+    char more[] = "cd";
+    std::string text = "ab";
+    EXPECT_EQ(nyx::write_callback(more, 1, 2, &text), 2);
+    EXPECT_EQ(text, "abcd");
+    text.resize(nyx::largest_response - 1);
+    EXPECT_EQ(nyx::write_callback(more, 1, 2, &text), 0);
+}
+
+// Not of the suite above, whose log grows.
+TEST(HttpClientLongRunTest, leaves_nothing_behind)
+{
+    const ReportServer server(false);
+    nyx::HttpClient client(false);
+    std::ptrdiff_t descriptors = 0;
+    std::size_t memory = 0;
+    for (int i = 0; i < 250; ++i) {
+        if (i == 50) {
+            descriptors = open_descriptors();
+            memory = allocated_bytes();
+        }
+        server.misbehave(i % 2 == 0 ? "status 200" : "reset");
+        ASSERT_TRUE(
+            client.init_post_request_async(server.url() + "/report", "h", "", "{}", false, 9));
+        drive(client, 1);
+    }
+    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_LT(allocated_bytes(), memory + 4000);
+}
+
+} // namespace

@@ -1,0 +1,170 @@
+#include "net/zel_http_client.h"
+
+#include "support/captured_log.h"
+#include "unit/net/report_server.h"
+
+#include <optional>
+#include <stdexcept>
+
+namespace {
+
+const std::map<std::string, std::string> names{
+    {"secret", "General.hmac_secret"}, {"key", "General.key"}, {"timeout", "General.period"}};
+const std::string body = R"({"a":1})";
+
+/// A configuration with the secret "topsecret"; `replaced` takes the place of
+/// the setting `name`.
+struct Store {
+    explicit Store(const std::string& name = "", const std::string& replaced = "")
+    {
+        std::string failure;
+        EXPECT_TRUE(nyx::create_key_file(folder.file("key"), failure)) << failure;
+        const auto key = nyx::read_key_file(folder.file("key"), failure);
+        std::map<std::string, std::string> lines{
+            {"hmac_secret", "hmac_secret=\"" + nyx::seal_secret(*key, "topsecret") + "\";"},
+            {"key", "key=\"dc1\";"},
+            {"period", "period=30000;"}};
+        lines[name] = replaced;
+        std::string text = "General:{hmac_key_file=\"" + folder.file("key") + "\";";
+        for (const auto& line : lines)
+            text += line.second;
+        store.emplace(folder.write("vos.conf", text + "};").c_str(), false);
+        nyx::TheConfigurator::set_configurator(&*store);
+    }
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
+    ~Store() { nyx::TheConfigurator::set_configurator(nullptr); }
+
+    TempFolder folder;
+    std::optional<nyx::AConfigurator> store;
+};
+
+/// A client that signs.
+struct Client : Store, nyx::ZELHttpClient {
+    explicit Client(bool gzip = false, const std::string& name = "",
+                    const std::string& replaced = "")
+        : Store(name, replaced), ZELHttpClient(names, gzip, &*store, true)
+    {
+    }
+    bool post(const std::string& url)
+    {
+        return init_post_request_async_resolver(url, "/report", "", body, 10, "a=1");
+    }
+    void resolved(std::list<std::string> addresses)
+    {
+        resolve_complete_cb(false, "any", 60, addresses, static_cast<ZELHttpClient*>(this));
+    }
+};
+
+TEST(ZelHttpClientTest, token_is_the_hmac_of_body_and_period_number)
+{
+    Client client;
+    std::string key;
+    std::string token;
+    ASSERT_TRUE(client.compute_hmac(body, key, token, 1700000000123));
+    EXPECT_EQ(key, "dc1");
+    // openssl dgst -sha256 -hmac topsecret, of {"a":1}56666666
+    EXPECT_EQ(token, "06409f0d87c087f35f12c13c525f90469814fb210a42165137a4eee8220c5d4f");
+}
+
+TEST(ZelHttpClientTest, a_request_that_can_not_be_signed_is_not_sent)
+{
+    const struct {
+        const char* setting;
+        const char* replaced;
+        const char* record;
+    } cases[] = {
+        {"hmac_secret", "", "Couldn't get HMAC General.hmac_secret  parameter"},
+        {"key", "", "Couldn't get HMAC General.key parameter"},
+        {"period", "", "Couldn't get HMAC General.period parameter"},
+        {"period", "period=0;", "compute_hmac: Not enough parameters for HMAC"},
+        {"period", "period=-5;", "compute_hmac: Not enough parameters for HMAC"},
+        {"key", "key=\"\";", "compute_hmac: Not enough parameters for HMAC"},
+        {"hmac_secret", "hmac_secret=\"v1:AAAA\";", "compute_hmac: Couldn't decode HMAC secret"},
+    };
+    for (const auto& row : cases) {
+        const CapturedLog log;
+        Client client(false, row.setting, row.replaced);
+        EXPECT_TRUE(client.post("https://127.0.0.1:1"));
+        EXPECT_TRUE(log.contains(row.record)) << log.text();
+        EXPECT_TRUE(log.contains("Failed to compute HMAC"));
+        EXPECT_TRUE(log.contains("> failed sending report"));
+        EXPECT_FALSE(log.contains("Request full URL"));
+    }
+    auto incomplete = names;
+    incomplete.erase("key");
+    EXPECT_THROW(nyx::ZELHttpClient(incomplete, false, nullptr, true), std::runtime_error);
+}
+
+TEST(ZelHttpClientTest, only_a_signed_report_is_accepted)
+{
+    const ReportServer server;
+    for (const bool gzip : {false, true}) {
+        SCOPED_TRACE(gzip);
+        Client client(gzip);
+        ASSERT_TRUE(client.post(server.url()));
+        drive(client);
+        EXPECT_TRUE(client.is_request_succeeded());
+        const std::string number = gzip ? "0002" : "0001";
+        EXPECT_EQ(server.folder.read(number + ".json"), body);
+        const auto meta = server.folder.read(number + ".meta.json");
+        EXPECT_NE(meta.find(R"("a": [)"), std::string::npos);
+        EXPECT_EQ(meta.find("gzip") != std::string::npos, gzip);
+    }
+    nyx::ZELHttpClient plain(false, nullptr);
+    ASSERT_TRUE(plain.init_post_request_async_resolver(server.url(), "/report", "", body, 10, ""));
+    drive(plain);
+    EXPECT_EQ(plain.get_response_code(), 403);
+}
+
+TEST(ZelHttpClientTest, a_lost_name_is_looked_for_where_it_was_last)
+{
+    const ReportServer server;
+    const CapturedLog log;
+    Client client;
+    const auto lost = server.url("zel..example"); // no name server is asked for such a name
+    EXPECT_TRUE(client.post(lost));
+    EXPECT_EQ(log.count("resolve_complete_cb: No cached resolution. giving up"), 1);
+    EXPECT_FALSE(client.is_async_running());
+
+    client.resolved({"127.0.0.1", "192.0.2.1"});
+    drive(client);
+    EXPECT_EQ(server.folder.read("0001.json"), body);
+    const auto meta = server.folder.read("0001.meta.json");
+    EXPECT_NE(meta.find(R"("Host": "zel..example")"), std::string::npos) << meta;
+
+    EXPECT_TRUE(client.post(lost));
+    drive(client);
+    EXPECT_TRUE(client.is_request_succeeded());
+    EXPECT_EQ(server.folder.read("0002.json"), body);
+    EXPECT_EQ(log.count("Trying to used cached result"), 2);
+
+    EXPECT_TRUE(client.post(server.url("other..example")));
+    EXPECT_FALSE(client.is_request_succeeded());
+    client.resolved({});
+    EXPECT_EQ(log.count("giving up"), 3);
+}
+
+TEST(ZelHttpClientTest, refuses_what_it_can_not_send_now)
+{
+    const ReportServer server;
+    const CapturedLog log;
+    Client client;
+    client.resolved({"127.0.0.1"});
+    EXPECT_TRUE(log.contains("Unsupported HTTP method type: 2"));
+    EXPECT_FALSE(client.init_get_request_async_resolver("zel.example", "/", "", 10));
+    EXPECT_TRUE(log.contains("read_url: Failed parsing ZEL URL"));
+    EXPECT_TRUE(log.contains("async_resolver: Couldn't find available ZEL receiver URL"));
+
+    EXPECT_TRUE(client.post(server.url()));
+    EXPECT_TRUE(client.continue_send());
+    EXPECT_TRUE(client.is_async_running());
+    EXPECT_FALSE(client.post(server.url()));
+    EXPECT_EQ(log.count("Request ignored since previous HTTP request is not completed yet"), 1);
+    client.cancel_http_requests();
+    EXPECT_FALSE(client.is_async_running());
+    EXPECT_TRUE(client.post(server.url()));
+    EXPECT_EQ(log.count("Successfully queued HTTP request for sending."), 2);
+}
+
+} // namespace

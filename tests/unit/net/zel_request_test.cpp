@@ -1,0 +1,93 @@
+#include "net/zel_request.h"
+
+#include "net/http_headers.h"
+#include "net/resolver.h"
+#include "net/server_url.h"
+#include "support/captured_log.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using nyx::ServerUrl;
+
+TEST(ServerUrlTest, is_split_at_the_first_colon_and_the_last)
+{
+    const struct {
+        const char* url;
+        std::optional<ServerUrl> want;
+    } cases[] = {
+        {"https://zel.example:443", ServerUrl{"https", "zel.example", "443"}},
+        {"https://[::1]:443", ServerUrl{"https", "[::1]", "443"}},
+        {"https://zel.example", ServerUrl{"https", "zel.example", "zel.example"}},
+        {"https://zel.example:", ServerUrl{"https", "zel.example", ""}},
+        {"://", ServerUrl{"", "", ""}},
+        {"", {}},
+        {"zel.example:443", {}},
+        {"//zel.example", {}},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(nyx::split_server_url(row.url), row.want) << row.url;
+}
+
+TEST(ZelRequestTest, signature_and_arguments_make_the_query)
+{
+    const nyx::Signature signature{"dc1", "abc"};
+    EXPECT_EQ(nyx::build_post_url("u", signature, "a=1"), "u?key=dc1&token=abc&a=1");
+    EXPECT_EQ(nyx::build_post_url("u", signature, ""), "u?key=dc1&token=abc");
+    EXPECT_EQ(nyx::build_post_url("u", {}, "a=1"), "u?a=1");
+    EXPECT_EQ(nyx::build_post_url("u", {}, ""), "u");
+    EXPECT_EQ(nyx::signing_text("{}", 59999, 30000), "{}1");
+    EXPECT_EQ(nyx::signing_text("{}", 60000, 30000), "{}2");
+}
+
+TEST(ZelRequestTest, a_body_that_can_not_be_compressed_is_sent_empty)
+{
+    const auto broken = [](const std::string&, std::string&, int) { return false; };
+    const auto lost = nyx::encode_body("report", true, broken);
+    EXPECT_EQ(lost.bytes, "");
+    EXPECT_FALSE(lost.gzip);
+    EXPECT_EQ(nyx::encode_body("report", false, broken).bytes, "report");
+}
+
+TEST(HttpHeadersTest, come_in_a_fixed_order)
+{
+    const auto lines = [](const nyx::CurlList& list) {
+        std::string text;
+        for (const auto* line = list.get(); line != nullptr; line = line->next)
+            text += std::string(line->data) + "|";
+        return text;
+    };
+    EXPECT_EQ(lines(nyx::make_header_list("h", "", "", false, false)), "Host: h|");
+    EXPECT_EQ(lines(nyx::make_header_list("h", "d", "a", true, true)),
+              "Host: h|Content-Type: application/json|Date: d|Authorization: a|"
+              "Content-Encoding: gzip|");
+}
+
+TEST(ResolverTest, answers_at_once_from_what_the_host_knows)
+{
+    const CapturedLog log;
+    const TempFolder folder;
+    const auto table = folder.write("hosts", "192.0.2.1 zel\n192.0.2.2 other zel # zel\n");
+    nyx::Resolver resolver(true, 2, 3000, 0);
+    const auto ask = [&](const std::string& host) {
+        std::string answer;
+        const auto take = [](bool failed, const char* name, int ttl,
+                             std::list<std::string>& addresses, void* context) {
+            auto& text = *static_cast<std::string*>(context);
+            text = (failed ? "failed " : "") + std::string(name != nullptr ? name : "(null)") +
+                   " " + std::to_string(ttl);
+            for (const auto& address : addresses)
+                text += " " + address;
+        };
+        EXPECT_EQ(resolver.getaddrinfo_async(host, take, &answer, table), nullptr);
+        return answer;
+    };
+    EXPECT_EQ(ask("192.0.2.7"), "192.0.2.7 -1 192.0.2.7");
+    EXPECT_EQ(ask("zel"), "zel 3600 192.0.2.1 192.0.2.2");
+    EXPECT_EQ(ask(""), "failed (null) -1");
+    EXPECT_EQ(log.count("getaddrinfo_async: can not resolve []"), 1);
+}
+
+} // namespace
