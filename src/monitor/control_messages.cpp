@@ -1,0 +1,113 @@
+#include "monitor/control_messages.h"
+
+#include "monitor/monitor.h"
+#include "monitor/scheduling.h"
+#include "platform/ipc/ipc.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <utility>
+
+namespace nyx_monitor {
+
+namespace {
+
+constexpr std::size_t receive_buffer_size = 4096;
+constexpr unsigned default_check_timeout_ms = 5000;
+
+/// What all three messages have in common: too long is told of and obeyed, and
+/// who asked is written down.
+void log_request(const unsigned char* msg, std::size_t size, const char* size_warning,
+                 const char* requester)
+{
+    if (size > sizeof(ipcmsg_t))
+        monitor_logger().warning(size_warning, size);
+    const auto record = ipc_record(msg);
+    monitor_logger().info(requester, ipc_text(record.sender, sizeof record.sender), " ].");
+}
+
+} // namespace
+
+void charge_msgchk()
+{
+    unsigned timeout_ms = default_check_timeout_ms;
+    if (!nyx::TheConfigurator::get_configuration().config.lookupValue(
+            "General.message_check_timeout_ms", timeout_ms))
+        monitor_logger().debug("charge_msgchk: missing configuration value for message check "
+                               "timeout; defaulting to 5000 ms.");
+    monitor().message_check.add(monitor().ipc_fd, timeout_ms, -1);
+}
+
+void msg_check(evutil_socket_t, short events, void*)
+{
+    if (monitor().ipc_fd != -1 && events == EV_READ)
+        read_msgs();
+    charge_msgchk();
+}
+
+void read_msgs()
+{
+    std::array<unsigned char, receive_buffer_size> buffer;
+    while (true) {
+        const auto length = read_msg(monitor().ipc_fd, buffer.data(), buffer.size(), 0);
+        if (length < 0) {
+            ::close(std::exchange(monitor().ipc_fd, -1));
+            nyx::IDispatch::setup(-1, {}); // nobody may write to that number any more
+            return;
+        }
+        if (length == 0)
+            return;
+        handle_ipc_msg(buffer.data(), static_cast<std::size_t>(length));
+    }
+}
+
+void handle_ipc_msg(const unsigned char* msg, std::size_t size)
+{
+    auto& log = monitor_logger();
+    if (size < sizeof(ipcmsg_t)) {
+        log.warning("handle_ipc_msg: incoming message size (", size, ") is too small.");
+        return;
+    }
+    log.debug("handle_ipc_read_event: IPC msg received; size = ", size);
+    const auto type = ipc_record(msg).type;
+    switch (type) {
+    case ipc_terminate:
+        log.info("Received termination signal");
+        handle_term_msg(msg, size);
+        break;
+    case ipc_stop:
+        log.info("Received stop signal, probably configuration has changed");
+        handle_stop_msg(msg, size);
+        break;
+    case ipc_reconfigure:
+        log.info("Received reconf signal");
+        handle_reconf_msg(msg, size);
+        break;
+    default:
+        log.warning("handle_ipc_msg: unsupported message type: ", type);
+    }
+}
+
+void handle_term_msg(const unsigned char* msg, std::size_t size)
+{
+    log_request(msg, size, "handle_term_msg: invalid termination message size: ",
+                "handle_term_msg: termination requested by: [ ");
+    nyx::NYXEventBase::loop_break();
+}
+
+void handle_stop_msg(const unsigned char* msg, std::size_t size)
+{
+    log_request(msg, size, "handle_term_msg: invalid stop message size: ",
+                "handle_stop_msg: stop requested by: [ ");
+    nyx::NYXEventBase::loop_break();
+}
+
+void handle_reconf_msg(const unsigned char* msg, std::size_t size)
+{
+    log_request(msg, size, "handle_reconf_msg: invalid termination message size: ",
+                "handle_reconf_msg: reconf requested by: [ ");
+    reconf_handler_cb();
+}
+
+} // namespace nyx_monitor

@@ -1,0 +1,203 @@
+// vos_monitor: start-up, the loop, and shutdown as the same list backwards.
+#include "common/nyx_random.h"
+#include "monitor/control_messages.h"
+#include "monitor/keepalive.h"
+#include "monitor/monitor.h"
+#include "monitor/scheduling.h"
+#include "monitor/signals.h"
+#include "platform/ipc/ipc.h"
+#include "platform/memprof/memprof.h"
+#include "platform/memprof/startup_pages.h"
+#include "utils/dual_nyx_helper.h"
+#include "utils/shared_object.h"
+#include "utils/standard_descriptors.h"
+
+#include <event2/event.h>
+#include <sys/prctl.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using nyx_monitor::monitor;
+using nyx_monitor::monitor_logger;
+
+constexpr const char* program_name = "vos_monitor";
+constexpr const char* ipc_family = "vos";
+constexpr const char* log_settings_key = "Monitoring.log_config_file";
+constexpr const char* id_key = "General.vos_id";
+constexpr int exit_bad_start = 1;
+constexpr int exit_unknown = 2;
+
+/// Where signing finds its settings.
+const std::map<std::string, std::string>& hmac_params()
+{
+    static const std::map<std::string, std::string> params{{"secret", "General.hmac_secret"},
+                                                           {"key", "General.datacenter_id"},
+                                                           {"timeout", "General.hmac_timeout"}};
+    return params;
+}
+
+bool look_up(const char* key, std::string& value)
+{
+    return monitor().configurator->config.lookupValue(key, value);
+}
+
+std::string required(const char* key, const char* failure)
+{
+    std::string value;
+    if (!look_up(key, value))
+        throw std::runtime_error(failure);
+    return value;
+}
+
+/// False, and the reason on standard output, when there is nothing to log with.
+bool configure()
+{
+    try {
+        static nyx_monitor::VOSMonitorConfigurator configurator;
+        nyx::TheConfigurator::set_configurator(&configurator);
+        monitor().configurator = &configurator;
+        required(log_settings_key, "Cannot find VOS monitor log file in configuration");
+        monitor().logging = nyx_logging_init_cfg_and_watch(&configurator, log_settings_key);
+        return true;
+    } catch (const std::exception& error) {
+        std::cout << "VOS monitor failed to init configuration and logging : "
+                  << nyx::configuration_error_text(error) << std::flush;
+        return false;
+    }
+}
+
+void create_event_base()
+{
+    monitor().event_base.init();
+    monitor().event_base.set_event_base_priorities(2);
+}
+
+void start_keep_alive()
+{
+    monitor_logger().info("Starting watchdog keep alive mechanism");
+    nyx::KeepAlive::instance()->init(0, program_name, program_name);
+}
+
+bool check_identity(std::string& vos_id)
+{
+    if (look_up(id_key, vos_id))
+        return true;
+    monitor_logger().fatal("Couldn't find critical configuration parameter: ", id_key);
+    monitor_logger().fatal("Failed to start VOS monitor. Exiting");
+    return false;
+}
+
+/// The supervisor's death is to be the daemon's too.
+void die_with_parent()
+{
+    if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
+        monitor_logger().error("Failed to assign death signal with parent ", ::getppid(), " (",
+                               std::strerror(errno), ")");
+}
+
+/// Without a supervisor the daemon goes on all the same.
+void open_supervisor_link(const std::string& vos_id)
+{
+    auto& fd = monitor().ipc_fd;
+    if (start_socket_nyx(&fd, vos_id.c_str(), program_name, ipc_family) == 0)
+        nyx::IDispatch::setup(fd, vos_id);
+    else
+        monitor_logger().error("init_ipc: IPC socket initialization failed.");
+}
+
+void create_reporter()
+{
+    const auto path =
+        required("Monitoring.report_path", "Cannot find health report path in configuration");
+    required(id_key, "Cannot find my id in configuration");
+    required("General.vos_public_ip", "Cannot find my external IP in configuration");
+    monitor().reporter =
+        std::make_unique<VOSHealthReporter>(monitor().configurator, hmac_params(), path);
+}
+
+void arm_first_timers()
+{
+    if (nyx_monitor::verify_vos_monitor_conf()) {
+        monitor().schedule_timer.charge(0);
+        monitor().send_timer.charge(0);
+    }
+    // A first measurement now, so that the first report has one to compare with.
+    processes_manager().calculate_processes_performance(
+        ProcessesManager::get_allowed_processes(true));
+    nyx_monitor::charge_msgchk();
+}
+
+void shut_down()
+{
+    monitor_logger().info("VOS monitor terminating ...");
+    monitor().reporter.reset();
+    monitor_logger().info("VOS has monitor successfully stopped");
+    nyx_logging_and_watch_fini(std::move(monitor().logging));
+}
+
+int run()
+{
+    auto& log = monitor_logger();
+    log.info("Starting VOS monitor ...");
+    create_event_base();
+    start_keep_alive();
+    nyx_monitor::add_signal_events();
+    std::srand(static_cast<unsigned>(nyx::nyx_random()));
+    std::string vos_id;
+    if (!check_identity(vos_id))
+        return exit_bad_start;
+    log.info("Setting NYX mode to be false");
+    nyx_utils::DualNYXHelper::instance(false);
+    die_with_parent();
+    open_supervisor_link(vos_id);
+    mp_enable();
+    log.info("VOS monitor has successfully started");
+    create_reporter();
+    arm_first_timers();
+    release_startup_pages();
+    monitor().event_base.dispatch();
+    shut_down();
+    return 0;
+}
+
+[[noreturn]] void abort_with(int status)
+{
+    monitor().reporter.reset();
+    nyx_logging_and_watch_fini(std::move(monitor().logging));
+    std::exit(status);
+}
+
+} // namespace
+
+int main()
+{
+    nyx_utils::open_standard_descriptors();
+    if (!configure())
+        return exit_bad_start;
+    monitor_logger().info("=============  VOS monitor version  ",
+                          nyx_utils::DualNYXHelper::get_nyx_version_num(), "  =============");
+    event_set_log_callback(libevent_event_log_cpp);
+    event_enable_debug_mode();
+    nyx_utils::shared_mem_enabled = false;
+    try {
+        return run();
+    } catch (const std::exception& error) {
+        monitor_logger().fatal("Unhandled exception caught:");
+        monitor_logger().fatal(error.what());
+        monitor_logger().fatal("Aborting.");
+        abort_with(exit_bad_start);
+    } catch (...) {
+        monitor_logger().fatal("Unhandled exception caught. Aborting.");
+        abort_with(exit_unknown);
+    }
+}

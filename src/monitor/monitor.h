@@ -1,0 +1,48 @@
+// What the parts of the daemon share: its timers, its reporter and the link to
+// the supervisor. All of it belongs to the loop thread.
+#pragma once
+
+#include "common/nyx_configurator.h"
+#include "common/nyx_libevent.h"
+#include "common/nyx_logging.h"
+#include "platform/logger/sup_logger.h"
+#include "report/health_reporter.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace nyx_monitor {
+
+/// The configuration file of the daemon.
+class VOSMonitorConfigurator : public nyx::AConfigurator {
+public:
+    VOSMonitorConfigurator() : nyx::AConfigurator("vos.conf", false) {}
+};
+
+/// The daemon's parts. Constructing it touches nothing; main fills it in.
+struct Monitor {
+    nyx::NYXEventBase event_base;
+    nyx::NYXEventLibEventTimer schedule_timer; ///< builds a report
+    nyx::NYXEventLibEvent message_check;       ///< supervisor's messages
+    nyx::NYXEventLibEventTimer send_timer;     ///< drives the transfer
+    nyx::AConfigurator* configurator{nullptr}; ///< not owned, set first of all
+    std::unique_ptr<NyxLoggingHandle> logging;
+    std::unique_ptr<VOSHealthReporter> reporter;
+    int ipc_fd{-1};                   ///< link to the supervisor, -1 without
+    std::int32_t report_freq_ms{0};   ///< "Monitoring.report_freq"
+    std::uint32_t polling_rate_ms{0}; ///< "General.polling_rate_ms"
+
+    Monitor();
+};
+
+/// The daemon.
+Monitor& monitor();
+
+/// Logger of the category "VOSMonitor".
+SupLogger& monitor_logger();
+
+/// Reads the two settings that reporting needs. False, and one record that says
+/// why, when reporting is off.
+bool verify_vos_monitor_conf();
+
+} // namespace nyx_monitor

@@ -1,0 +1,71 @@
+#include "monitor/scheduling.h"
+
+#include "monitor/monitor.h"
+
+#include <sys/time.h>
+
+namespace nyx_monitor {
+
+namespace {
+
+std::int64_t milliseconds_between(const timeval& start, const timeval& end)
+{
+    return (static_cast<std::int64_t>(end.tv_sec) - start.tv_sec) * 1000 +
+           (end.tv_usec - start.tv_usec) / 1000;
+}
+
+/// Arms `timer` for the next loop turn unless it is armed already: a changed
+/// period counts from the next firing on.
+void charge_idle_timer(nyx::NYXEventLibEventTimer& timer, LogLevel level, const char* text)
+{
+    if (timer.is_pending())
+        return;
+    monitor_logger().log(level, text);
+    timer.charge(0);
+}
+
+} // namespace
+
+void vos_monitor_schedule_et(evutil_socket_t, short, void*)
+{
+    auto& daemon = monitor();
+    auto& log = monitor_logger();
+    if (daemon.report_freq_ms <= 0)
+        return;
+    log.info("Starting to collect health reports");
+    timeval start{};
+    ::gettimeofday(&start, nullptr);
+    // Re-armed before the work, so that the period counts from start to start.
+    daemon.schedule_timer.charge(static_cast<unsigned>(daemon.report_freq_ms));
+    if (!daemon.reporter->send_report_async(false))
+        log.error("Failed sending report");
+    timeval end{};
+    ::gettimeofday(&end, nullptr);
+    log.info("Collecting VOS health report took ", milliseconds_between(start, end), "ms");
+}
+
+void send_reports(evutil_socket_t, short, void*)
+{
+    auto& daemon = monitor();
+    if (!daemon.reporter->continue_send_report())
+        monitor_logger().error("Failed sending VOS health report");
+    daemon.send_timer.charge(daemon.polling_rate_ms);
+}
+
+void reconf_handler_cb()
+{
+    auto& daemon = monitor();
+    monitor_logger().info("Handling reconfigure event");
+    daemon.configurator->reload_configuration();
+    if (verify_vos_monitor_conf()) {
+        charge_idle_timer(daemon.schedule_timer, LogLevel::info, "Rescheduling health reports");
+        charge_idle_timer(daemon.send_timer, LogLevel::debug, "Rescheduling report send");
+    } else {
+        monitor_logger().notice("Configuration does not allow sending reports");
+        daemon.schedule_timer.del(true);
+        daemon.send_timer.del(true);
+    }
+    nyx_logging_reload(daemon.logging.get());
+}
+
+} // namespace nyx_monitor
