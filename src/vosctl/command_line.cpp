@@ -1,0 +1,34 @@
+#include "vosctl/command_line.h"
+
+namespace vosctl {
+
+std::optional<CommandLine> parse_command_line(const std::vector<std::string>& arguments,
+                                              std::string& failure)
+{
+    CommandLine line;
+    for (auto at = arguments.begin(); at != arguments.end(); ++at) {
+        if (*at == "--help" || *at == "-h") {
+            line.help = true;
+        } else if (*at == "--version") {
+            line.version = true;
+        } else if (*at == "--config") {
+            if (++at == arguments.end()) {
+                failure = "--config needs a file";
+                return std::nullopt;
+            }
+            line.config = *at;
+        } else if (at->starts_with("--config=")) {
+            line.config = at->substr(at->find('=') + 1);
+        } else if (at->starts_with("-") && line.verb.empty()) {
+            failure = "unknown option " + *at;
+            return std::nullopt;
+        } else if (line.verb.empty()) {
+            line.verb = *at;
+        } else {
+            line.arguments.push_back(*at);
+        }
+    }
+    return line;
+}
+
+} // namespace vosctl

@@ -1,0 +1,27 @@
+// The command line of vosctl: global options, a verb, and what follows it.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vosctl {
+
+/// Exit statuses.
+enum : int { exit_done = 0, exit_failed = 1, exit_usage = 2, exit_no_supervisor = 3 };
+
+struct CommandLine {
+    std::string config{"vos.conf"};     ///< --config FILE
+    bool help{false};                   ///< --help
+    bool version{false};                ///< --version
+    std::string verb;                   ///< empty: none was given
+    std::vector<std::string> arguments; ///< what follows the verb
+};
+
+/// Reads the arguments of main, without the program's name. Options may stand
+/// before or after the verb. Nothing, and the reason in `failure`, for an
+/// option that there is not or that lacks its value.
+std::optional<CommandLine> parse_command_line(const std::vector<std::string>& arguments,
+                                              std::string& failure);
+
+} // namespace vosctl

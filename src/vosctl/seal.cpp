@@ -1,0 +1,71 @@
+#include "common/nyx_configurator.h"
+#include "utils/nyx_crypto.h"
+#include "vosctl/verbs.h"
+
+#include <sys/stat.h>
+
+#include <iostream>
+#include <iterator>
+
+namespace vosctl {
+
+namespace {
+
+constexpr std::size_t longest_secret = 64 * 1024;
+
+/// All of standard input; one trailing line end is no part of the secret.
+std::string read_secret()
+{
+    std::string secret;
+    for (char byte; secret.size() <= longest_secret && std::cin.get(byte);)
+        secret += byte;
+    if (secret.ends_with('\n'))
+        secret.pop_back();
+    if (secret.ends_with('\r'))
+        secret.pop_back();
+    return secret;
+}
+
+bool exists(const std::string& path)
+{
+    struct stat found {};
+    return ::stat(path.c_str(), &found) == 0;
+}
+
+int fail(const std::string& why)
+{
+    std::cerr << "vosctl seal: " << why << '\n';
+    return exit_failed;
+}
+
+} // namespace
+
+int seal(const CommandLine& line)
+{
+    if (!line.arguments.empty()) {
+        std::cerr << "vosctl seal: takes no arguments; the secret comes on standard input\n";
+        return exit_usage;
+    }
+    nyx::AConfigurator configurator(line.config.c_str(), false);
+    nyx::TheConfigurator::set_configurator(&configurator);
+    const auto key_file = nyx::hmac_key_file();
+    const auto secret = read_secret();
+    if (secret.empty() || secret.size() > longest_secret)
+        return fail("the secret on standard input is empty or longer than 64 KiB");
+    std::string failure;
+    if (!exists(key_file)) {
+        if (!nyx::create_key_file(key_file, failure))
+            return fail(failure);
+        std::cerr << "vosctl seal: made the key file " << key_file << '\n';
+    }
+    const auto key = nyx::read_key_file(key_file, failure);
+    if (!key)
+        return fail(failure);
+    const auto sealed = nyx::seal_secret(*key, secret);
+    if (sealed.empty())
+        return fail("the system has no randomness to seal with");
+    std::cout << sealed << '\n' << std::flush;
+    return std::cout ? exit_done : fail("standard output can not be written");
+}
+
+} // namespace vosctl

@@ -1,0 +1,39 @@
+#include "vosctl/supervisor_link.h"
+
+#include <poll.h>
+
+#include <array>
+
+namespace vosctl {
+
+namespace {
+
+constexpr int answer_timeout_ms = 2000;
+constexpr const char* tool_name = "vosctl";
+
+} // namespace
+
+int SupervisorLink::connect()
+{
+    int fd = -1;
+    const int error = connect_socket(&fd, "vos");
+    m_fd.reset(fd);
+    return error;
+}
+
+std::optional<Answer> SupervisorLink::ask(std::uint16_t type)
+{
+    ipcmsg_t request;
+    init_ipc_hdr(&request, type, tool_name, "vos_monitor");
+    pollfd link{m_fd.get(), POLLIN, 0};
+    if (send_msg(m_fd.get(), request) != 0 || ::poll(&link, 1, answer_timeout_ms) <= 0)
+        return std::nullopt;
+    std::array<char, 65536> buffer;
+    const auto length = read_msg(m_fd.get(), buffer.data(), buffer.size(), 0);
+    if (length < static_cast<ssize_t>(sizeof(ipcmsg_t)))
+        return std::nullopt;
+    return Answer{ipc_record(buffer.data()).type,
+                  std::string(buffer.data() + sizeof(ipcmsg_t), buffer.data() + length)};
+}
+
+} // namespace vosctl

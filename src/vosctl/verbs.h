@@ -1,0 +1,23 @@
+// What vosctl can do. Each verb prints its result on standard output, says what
+// went wrong on standard error, and returns the exit status.
+#pragma once
+
+#include "vosctl/command_line.h"
+
+namespace vosctl {
+
+/// seal: reads a secret from standard input and prints its enciphered form.
+/// Makes the key file when there is none.
+int seal(const CommandLine& line);
+
+/// reload: the daemon reads its configuration again. stop: it ends, and is
+/// started again. terminate: it ends and stays down, with its supervisor.
+int reload(const CommandLine& line);
+int stop(const CommandLine& line);
+int terminate(const CommandLine& line);
+
+/// status [--json]: how the daemon is, as its supervisor sees it. exit_failed
+/// when it is not running or not well.
+int status(const CommandLine& line);
+
+} // namespace vosctl

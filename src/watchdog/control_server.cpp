@@ -1,0 +1,181 @@
+#include "watchdog/control_server.h"
+
+#include "platform/logger/sup_logger.h"
+
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace vos_watchdog {
+
+namespace {
+
+constexpr std::size_t most_links = 32;
+constexpr unsigned silent_link_ms = 5000; ///< a link that says nothing at first is closed
+constexpr const char* own_name = "watchdog";
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("Watchdog");
+    return instance;
+}
+
+} // namespace
+
+struct ControlServer::Link {
+    Link(ControlServer& owner, int descriptor)
+        : server(owner), fd(descriptor), event(EV_READ | EV_TIMEOUT, on_link_event, this)
+    {
+    }
+    Link(const Link&) = delete;
+    Link& operator=(const Link&) = delete;
+
+    ControlServer& server;
+    platform::UniqueFd fd;
+    nyx::NYXEventLibEvent event; ///< goes before the descriptor it is for
+};
+
+ControlServer::ControlServer(ControlCallbacks callbacks)
+    : m_callbacks(std::move(callbacks)), m_accept_event(EV_READ | EV_PERSIST, on_accept, this)
+{
+}
+
+ControlServer::~ControlServer() = default;
+
+int ControlServer::start(const char* family)
+{
+    int fd = -1;
+    if (const int error = listen_socket(&fd, family); error != 0)
+        return error;
+    m_listener.reset(fd);
+    return m_accept_event.add(fd, -1) ? 0 : EINVAL;
+}
+
+void ControlServer::on_accept(evutil_socket_t, short, void* self)
+{
+    static_cast<ControlServer*>(self)->accept_all();
+}
+
+void ControlServer::accept_all()
+{
+    while (true) {
+        const int fd = ::accept4(m_listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd < 0)
+            return;
+        add_link(fd);
+    }
+}
+
+void ControlServer::add_link(int fd)
+{
+    platform::UniqueFd owned(fd);
+    if (!ipc_peer_is_trusted(fd)) {
+        logger().warning("refused a control link of process ", ipc_peer_pid(fd),
+                         ": another user's");
+        return;
+    }
+    if (m_links.size() >= most_links) {
+        logger().warning("refused a control link: there are ", m_links.size(), " already");
+        return;
+    }
+    auto& link = m_links.emplace_back(*this, owned.release());
+    link.event.add(link.fd.get(), silent_link_ms, -1);
+}
+
+void ControlServer::on_link_event(evutil_socket_t, short events, void* arg)
+{
+    auto& link = *static_cast<Link*>(arg);
+    auto& server = link.server;
+    if ((events & EV_READ) != 0)
+        server.read_link(link);
+    else
+        server.close_link(link);
+}
+
+void ControlServer::close_link(Link& link)
+{
+    if (&link == m_daemon) {
+        m_daemon = nullptr;
+        logger().info("the daemon's control link is closed");
+    }
+    m_links.remove_if([&link](const Link& other) { return &other == &link; });
+}
+
+/// Takes one record a turn, so that no peer keeps the loop to itself.
+void ControlServer::read_link(Link& link)
+{
+    std::array<unsigned char, 4096> buffer;
+    const auto length = read_msg(link.fd.get(), buffer.data(), buffer.size(), 0);
+    const auto fate =
+        length < 0 ? Fate::close : handle(link, buffer.data(), static_cast<std::size_t>(length));
+    if (fate == Fate::close)
+        close_link(link);
+    else
+        link.event.add(link.fd.get(), -1);
+}
+
+ControlServer::Fate ControlServer::handle(Link& link, const unsigned char* message,
+                                          std::size_t size)
+{
+    if (size < sizeof(ipcmsg_t)) {
+        logger().warning("control link: a message of ", size, " bytes is too short");
+        return &link == m_daemon ? Fate::keep : Fate::close;
+    }
+    const auto record = ipc_record(message);
+    if (&link == m_daemon) {
+        logger().debug("the daemon sent a message of type ", record.type);
+        return Fate::keep;
+    }
+    switch (record.type) {
+    case ipc_hello:
+        return welcome_daemon(link);
+    case ipc_reconfigure:
+    case ipc_terminate:
+    case ipc_stop:
+        return forward_request(link, record);
+    case ipc_status: {
+        ipcmsg_t answer;
+        init_ipc_hdr(&answer, ipc_status_answer, own_name, "");
+        send_msg(link.fd.get(), answer, m_callbacks.status());
+        return Fate::close;
+    }
+    default:
+        logger().warning("control link: unsupported message type ", record.type);
+        return Fate::close;
+    }
+}
+
+ControlServer::Fate ControlServer::welcome_daemon(Link& link)
+{
+    const auto peer = ipc_peer_pid(link.fd.get());
+    if (peer == 0 || peer != m_callbacks.daemon_pid()) {
+        logger().warning("refused a hello of process ", peer, ": it is not the supervised daemon");
+        return Fate::close;
+    }
+    if (m_daemon != nullptr)
+        close_link(*m_daemon);
+    m_daemon = &link;
+    logger().info("the daemon is on the control link");
+    return Fate::keep;
+}
+
+ControlServer::Fate ControlServer::forward_request(Link& link, const ipcmsg_t& request)
+{
+    const auto sender = ipc_text(request.sender, sizeof request.sender);
+    logger().info("request of type ", request.type, " from ", sender);
+    const int error = m_daemon != nullptr ? send_msg(m_daemon->fd.get(), request) : ENOTCONN;
+    if (error != 0)
+        logger().warning("request of type ", request.type,
+                         " could not be forwarded: ", std::strerror(error));
+    ipcmsg_t answer;
+    init_ipc_hdr(&answer, error == 0 ? ipc_done : ipc_no_daemon, own_name, sender.c_str());
+    send_msg(link.fd.get(), answer);
+    if (error == 0)
+        m_callbacks.forwarded(request.type);
+    return Fate::close;
+}
+
+} // namespace vos_watchdog

@@ -1,0 +1,53 @@
+#include "watchdog/heartbeats.h"
+
+#include "platform/ipc/ipc.h"
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+namespace vos_watchdog {
+
+namespace {
+
+constexpr int records_per_turn = 64; ///< no sender keeps the loop to itself
+
+} // namespace
+
+HeartbeatSocket::HeartbeatSocket(std::string sender, std::function<void()> on_heartbeat)
+    : m_sender(std::move(sender)), m_on_heartbeat(std::move(on_heartbeat)),
+      m_event(EV_READ | EV_PERSIST, on_readable, this)
+{
+}
+
+int HeartbeatSocket::start(const char* name)
+{
+    int fd = -1;
+    if (const int error = start_socket(&fd, name); error != 0)
+        return error;
+    m_fd.reset(fd);
+    return m_event.add(fd, -1) ? 0 : EINVAL;
+}
+
+void HeartbeatSocket::on_readable(evutil_socket_t, short, void* self)
+{
+    static_cast<HeartbeatSocket*>(self)->read_some();
+}
+
+void HeartbeatSocket::read_some()
+{
+    std::array<unsigned char, 4096> buffer;
+    for (int i = 0; i < records_per_turn; ++i) {
+        const auto length = read_msg(m_fd.get(), buffer.data(), buffer.size(), 0);
+        if (length <= 0)
+            return;
+        if (length != static_cast<ssize_t>(sizeof(ipcmsg_t)))
+            continue;
+        const auto record = ipc_record(buffer.data());
+        if (record.type == ipc_heartbeat &&
+            ipc_text(record.sender, sizeof record.sender) == m_sender)
+            m_on_heartbeat();
+    }
+}
+
+} // namespace vos_watchdog

@@ -1,0 +1,34 @@
+// Receiving the daemon's heartbeats.
+#pragma once
+
+#include "common/nyx_libevent.h"
+#include "platform/file/unique_fd.h"
+
+#include <functional>
+#include <string>
+
+namespace vos_watchdog {
+
+/// Calls back for every heartbeat that `sender` sends; what else arrives is
+/// dropped.
+class HeartbeatSocket {
+public:
+    HeartbeatSocket(std::string sender, std::function<void()> on_heartbeat);
+    HeartbeatSocket(const HeartbeatSocket&) = delete;
+    HeartbeatSocket& operator=(const HeartbeatSocket&) = delete;
+    ~HeartbeatSocket() = default;
+
+    /// Binds the socket under `name`. 0, or an errno value.
+    int start(const char* name);
+
+private:
+    static void on_readable(evutil_socket_t, short, void* self);
+    void read_some();
+
+    std::string m_sender;
+    std::function<void()> m_on_heartbeat;
+    platform::UniqueFd m_fd;
+    nyx::NYXEventLibEvent m_event;
+};
+
+} // namespace vos_watchdog
