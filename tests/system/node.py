@@ -1,0 +1,176 @@
+"""One node in namespaces of its own: the real daemon, a real HTTPS server, their files.
+
+A test file calls run() at its end. It moves the whole test into new network, mount and pid
+namespaces: no packet leaves, /opt/vos and the resolver's files are the test's own, and the kernel
+ends whatever a test leaves behind. Where that is not allowed the test is skipped.
+"""
+import json, os, shutil, signal, subprocess, sys, tempfile, time, unittest
+
+TOP = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+BIN = os.environ.get("VOS_BIN", os.path.join(TOP, "build/release/bin"))
+SKIPPED = 77
+SECRET = "s3cret phrase"
+
+
+def run():
+    if os.environ.get("VOS_ISOLATED"):
+        enter()
+        unittest.main()
+    isolate = ["unshare", "--net", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
+    if os.geteuid() != 0:
+        isolate.insert(1, "--map-root-user")
+    trial = subprocess.run(isolate + ["true"], capture_output=True, text=True)
+    if trial.returncode != 0:
+        print("skipped: no namespaces here:", trial.stderr.strip())
+        sys.exit(SKIPPED)
+    os.environ["VOS_ISOLATED"] = "1"
+    os.execvp(isolate[0], isolate + [sys.executable] + sys.argv)
+
+
+def enter():
+    hosts = tempfile.NamedTemporaryFile("w", delete=False)
+    hosts.write("127.0.0.1 localhost zel.example\n")
+    hosts.close()
+    for command in (["ip", "link", "set", "lo", "up"],
+                    ["mount", "-t", "tmpfs", "none", "/opt"], ["mkdir", "/opt/vos"],
+                    ["mount", "--bind", "/dev/null", os.path.realpath("/etc/resolv.conf")],
+                    ["mount", "--bind", hosts.name, "/etc/hosts"]):
+        subprocess.run(command, check=True)
+    os.unlink(hosts.name)
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                    "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=node",
+                    "-keyout", "/opt/key", "-out", "/opt/crt"], check=True, capture_output=True)
+    with open("/opt/vos/client.pem", "w") as pem:
+        pem.write(open("/opt/key").read() + open("/opt/crt").read())
+
+
+def until(condition, what, seconds=20):
+    """The first true value of condition(); fails the test when there is none in time."""
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        value = condition()
+        if value:
+            return value
+        time.sleep(0.02)
+    raise AssertionError("waited in vain for " + what)
+
+
+class Node:
+    """The files, the server and the daemon of one node. Settings are by dotted path; None
+    leaves a key out."""
+
+    def __init__(self, **settings):
+        self.folder = tempfile.mkdtemp(prefix="vos_system.")
+        self.server = self.daemon = None
+        self.key_file = self.path("secret.key")
+        self.settings = {
+            "General.vos_id": "node-7", "General.vos_public_ip": "192.0.2.7",
+            "General.datacenter_id": "dc-1", "General.hmac_timeout": 60000,
+            "General.hmac_key_file": self.key_file, "General.polling_rate_ms": 20,
+            "General.zel_http_client_timeout_sec": 5, "General.max_thread_runtime_ms": 5000,
+            "Monitoring.log_config_file": self.path("log4cpp.properties"),
+            "Monitoring.report_path": "/report", "Monitoring.report_freq": 1000,
+            "Monitoring.local_json_report_path": self.path("report.json")}
+        self.write("log4cpp.properties", f"""log4cpp.rootCategory={settings.pop('log', 'DEBUG')}, F
+log4cpp.appender.F=FileAppender
+log4cpp.appender.F.fileName={self.path('log')}
+log4cpp.appender.F.layout=PatternLayout
+log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
+""")
+        self.write_conf()
+        sealed = subprocess.run([BIN + "/vosctl", "seal"], input=SECRET + "\n", text=True,
+                                cwd=self.folder, capture_output=True, check=True)
+        self.configure(**{"General.hmac_secret": sealed.stdout.strip()}, **settings)
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def write(self, name, text):
+        with open(self.path(name) + "~", "w") as file:
+            file.write(text)
+        os.replace(self.path(name) + "~", self.path(name))
+
+    def read(self, name):
+        try:
+            with open(self.path(name), errors="replace") as file:
+                return file.read()
+        except FileNotFoundError:
+            return ""
+
+    def configure(self, **settings):
+        self.settings.update(settings)
+        self.write_conf()
+
+    def write_conf(self):
+        groups = {}
+        for key, value in self.settings.items():
+            if value is not None:
+                group, name = key.split(".")
+                groups.setdefault(group, []).append(f"  {name} = {json.dumps(value)};\n")
+        self.write("vos.conf", "".join(f"{g} = {{\n{''.join(k)}}};\n" for g, k in groups.items()))
+
+    def run_in_background(self, output, command):
+        with open(self.path(output), "w") as out:
+            return subprocess.Popen(command, cwd=self.folder, stdout=out, stderr=out,
+                                    env=dict(os.environ, VOS_IPC_DIR=self.folder))
+
+    def serve(self, host="127.0.0.1"):
+        """Starts the server and points the node to it under the name `host`."""
+        self.write("fault", "ok")
+        os.mkdir(self.path("accepted"))
+        with open("/opt/key") as key, open("/opt/crt") as certificate:
+            self.write("server.pem", key.read() + certificate.read())
+        self.server = self.run_in_background("server.log", [
+            sys.executable, TOP + "/examples/report_server.py", "--cert", self.path("server.pem"),
+             "--secret", SECRET, "--key-id", self.settings["General.datacenter_id"], "--period",
+             "60000", "--path", "/report", "--port-file", self.path("port"), "--keep",
+             self.path("accepted"), "--fault", self.path("fault")])
+        port = until(lambda: self.read("port"), "the server's port").strip()
+        self.configure(**{"General.zel_report_url": f"https://{host}:{port}"})
+        return self
+
+    def start(self, proc=None, shell="", wait_for="VOS monitor has successfully started"):
+        """Starts the daemon; `proc` is a folder to mount over its /proc, `shell` what a shell
+        does before it becomes the daemon."""
+        mount = f"mount --bind {proc} /proc &&" if proc else ""
+        self.daemon = self.run_in_background("out", [
+            "unshare", "--mount", "/bin/sh", "-c", f"{mount} exec {BIN}/vos_monitor {shell}"])
+        if wait_for:
+            self.wait_for_log(wait_for)
+        return self
+
+    def wait_for_log(self, text, count=1, seconds=20):
+        until(lambda: self.read("log").count(text) >= count, f"{count} x {text!r} in the log",
+              seconds)
+
+    def reports(self):
+        """Accepted reports, oldest first: (document, what the server noted of the request)."""
+        names = sorted(name[:-len(".json")] for name in os.listdir(self.path("accepted"))
+                       if name.endswith(".json") and not name.endswith(".meta.json"))
+        return [(json.loads(self.read(f"accepted/{name}.json")),
+                 json.loads(self.read(f"accepted/{name}.meta.json"))) for name in names]
+
+    def wait_for_reports(self, count, seconds=30):
+        return until(lambda: (lambda all: len(all) >= count and all)(self.reports()),
+                     f"{count} accepted reports; server says {self.read('server.log')}", seconds)
+
+    def signal(self, number):
+        self.daemon.send_signal(number)
+
+    def end(self, seconds=10):
+        """Waits for the daemon's own end; its exit status."""
+        return self.daemon.wait(seconds)
+
+    def close(self):
+        for process in (self.daemon, self.server):
+            if process and process.poll() is None:
+                process.send_signal(signal.SIGKILL)
+                process.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+class NodeTest(unittest.TestCase):
+    def node(self, **settings):
+        node = Node(**settings)
+        self.addCleanup(node.close)
+        return node
