@@ -1,5 +1,6 @@
 #include "monitor/control_messages.h"
 
+#include "monitor/keepalive.h"
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
 #include "platform/ipc/ipc.h"
@@ -14,6 +15,9 @@ namespace nyx_monitor {
 namespace {
 
 constexpr std::size_t receive_buffer_size = 4096;
+/// More than the link's buffer holds: all that waits is handled, and a flood
+/// still lets the loop serve its timers and signals in between.
+constexpr int most_messages_a_turn = 1024;
 constexpr unsigned default_check_timeout_ms = 5000;
 
 /// What all three messages have in common: too long is told of and obeyed, and
@@ -49,7 +53,7 @@ void msg_check(evutil_socket_t, short events, void*)
 void read_msgs()
 {
     std::array<unsigned char, receive_buffer_size> buffer;
-    while (true) {
+    for (int i = 0; i < most_messages_a_turn; ++i) {
         const auto length = read_msg(monitor().ipc_fd, buffer.data(), buffer.size(), 0);
         if (length < 0) {
             ::close(std::exchange(monitor().ipc_fd, -1));
@@ -59,6 +63,8 @@ void read_msgs()
         if (length == 0)
             return;
         handle_ipc_msg(buffer.data(), static_cast<std::size_t>(length));
+        // However many messages come, the supervisor is to hear of us meanwhile.
+        nyx::KeepAlive::instance()->send_when_due();
     }
 }
 

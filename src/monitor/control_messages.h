@@ -14,7 +14,7 @@ void charge_msgchk();
 /// Message check: reads what waits on the link, then re-arms itself.
 void msg_check(evutil_socket_t, short events, void*);
 
-/// Handles every message that waits. A link that fails is closed for good.
+/// Handles every message that waits, up to 1024. A link that fails is closed for good.
 void read_msgs();
 
 /// Handles one message. One that is too short or of an unknown type is dropped

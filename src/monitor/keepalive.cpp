@@ -2,6 +2,7 @@
 
 #include "platform/ipc/ipc.h"
 #include "platform/logger/sup_logger.h"
+#include "utils/nyx_helper.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,7 +12,7 @@ namespace nyx {
 
 namespace {
 
-constexpr unsigned period_ms = 1000;
+constexpr int period_ms = 1000;
 
 SupLogger& logger()
 {
@@ -70,14 +71,25 @@ void KeepAlive::schedule()
 
 void KeepAlive::send_heartbeat()
 {
+    m_last_sent = Helper::get_clock();
     dispatch_msg(ipc_heartbeat, m_fd, m_name.c_str(), "watchdog");
     logger().trace("send_heartbeat: Sent heartbeat");
 }
 
 void KeepAlive::send_keepalive()
 {
-    if (m_ready)
-        dispatch_msg(ipc_heartbeat, m_fd, m_name.c_str(), "watchdog");
+    if (!m_ready)
+        return;
+    m_last_sent = Helper::get_clock();
+    dispatch_msg(ipc_heartbeat, m_fd, m_name.c_str(), "watchdog");
+}
+
+void KeepAlive::send_when_due()
+{
+    if (!m_ready || Helper::get_clock_diff_ms(Helper::get_clock(), m_last_sent) < period_ms)
+        return;
+    send_keepalive();
+    charge(period_ms);
 }
 
 void KeepAlive::keepalive_cb(int, short, void* self)

@@ -3,6 +3,7 @@
 
 #include "common/nyx_libevent.h"
 
+#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +32,10 @@ public:
     /// One heartbeat between the regular ones, if those have begun.
     void send_keepalive();
 
+    /// For work that keeps the loop from its timers: sends a heartbeat when the
+    /// last one is a period old, and counts the next period from there.
+    void send_when_due();
+
     static void keepalive_cb(int, short, void* self);
 
 private:
@@ -38,6 +43,7 @@ private:
 
     int m_fd{0};
     bool m_ready{false};
+    timespec m_last_sent{}; ///< monotonic clock
     std::string m_name;
     std::unique_ptr<std::vector<int>> m_checks;
 };

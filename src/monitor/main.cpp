@@ -8,6 +8,7 @@
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
+#include "utils/command_runner.h"
 #include "utils/dual_nyx_helper.h"
 #include "utils/shared_object.h"
 #include "utils/standard_descriptors.h"
@@ -85,7 +86,10 @@ void create_event_base()
 void start_keep_alive()
 {
     monitor_logger().info("Starting watchdog keep alive mechanism");
-    nyx::KeepAlive::instance()->init(0, program_name, program_name);
+    auto* const keep_alive = nyx::KeepAlive::instance();
+    keep_alive->init(0, program_name, program_name);
+    // Finding the processes of a large machine takes seconds, a command each.
+    nyx_utils::set_between_commands([keep_alive] { keep_alive->send_when_due(); });
 }
 
 bool check_identity(std::string& vos_id)

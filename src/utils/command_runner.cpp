@@ -16,6 +16,7 @@
 #include <chrono>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 namespace nyx_utils {
 
@@ -27,6 +28,8 @@ using platform::UniqueFd;
 constexpr std::chrono::seconds time_limit{5};
 constexpr std::size_t output_limit = 16 * 1024 * 1024;
 constexpr int not_started = 127;
+
+std::function<void()> between_commands;
 
 SupLogger& logger()
 {
@@ -140,8 +143,15 @@ int exit_code_of(int status)
 
 } // namespace
 
+void set_between_commands(std::function<void()> hook)
+{
+    between_commands = std::move(hook);
+}
+
 CommandResult run_command(const std::string& command, CommandOutput collect)
 {
+    if (between_commands)
+        between_commands();
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) {
         logger().error("run_command: no pipe for ", command, ": ", std::strerror(errno));

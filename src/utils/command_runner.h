@@ -1,6 +1,7 @@
 // Shell commands, run with bounds.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace nyx_utils {
@@ -20,5 +21,10 @@ struct CommandResult {
 /// 0 to 2. After 5 s, or 16 MiB of output, the group is killed and an error is
 /// logged. No zombie is left behind.
 CommandResult run_command(const std::string& command, CommandOutput collect);
+
+/// Sets what is called before each command: a long row of commands keeps the
+/// loop from its timers, and something may have to be done meanwhile. Null
+/// takes it off. It must not throw and not run commands.
+void set_between_commands(std::function<void()> hook);
 
 } // namespace nyx_utils
