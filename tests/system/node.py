@@ -143,6 +143,17 @@ log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
         until(lambda: self.read("log").count(text) >= count, f"{count} x {text!r} in the log",
               seconds)
 
+    def wait_for_quiet(self):
+        """Until the daemon has worked off what it was sent: its main thread sleeps."""
+        def ticks():
+            with open(f"/proc/{self.daemon.pid}/task/{self.daemon.pid}/schedstat") as stat:
+                return stat.read()
+        def quiet():
+            before = ticks()
+            time.sleep(0.3)
+            return ticks() == before
+        until(quiet, "a quiet daemon")
+
     def reports(self):
         """Accepted reports, oldest first: (document, what the server noted of the request)."""
         names = sorted(name[:-len(".json")] for name in os.listdir(self.path("accepted"))

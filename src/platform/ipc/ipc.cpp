@@ -73,6 +73,9 @@ int bind_path(const UniqueFd& socket, int type, const sockaddr_un& address)
         return 0;
     if (errno != EADDRINUSE)
         return errno;
+    struct stat found {};
+    if (::lstat(address.sun_path, &found) != 0 || !S_ISSOCK(found.st_mode))
+        return EADDRINUSE;
     const UniqueFd probe = make_socket(type);
     if (::connect(probe.get(), generic(address), sizeof address) == 0 || errno != ECONNREFUSED)
         return EADDRINUSE;
