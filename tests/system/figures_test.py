@@ -1,6 +1,6 @@
 """Three reports of a machine whose every figure is known."""
-import json, os, re, signal, subprocess, unittest
-from node import NodeTest, run
+import json, os, signal, subprocess
+from nodetest import NodeTest, run
 
 CORES = len(os.sched_getaffinity(0))
 

@@ -1,6 +1,6 @@
 """The daemon's life: start, signals, reload, faults of the peer and of its own files."""
-import hashlib, hmac, os, signal, subprocess, time
-from node import BIN, NodeTest, SECRET, run, until
+import hashlib, hmac, os, signal, time
+from nodetest import NodeTest, SECRET, run, until
 
 GONE = "VOS has monitor successfully stopped"
 
@@ -194,20 +194,6 @@ class Posting(NodeTest):
         node.wait_for_log("HTTP request failed. Status code: 58", 3)
         self.assertEqual(node.read("log").count("client certificate /opt/vos/client.pem can not"), 1)
         self.assertNotIn(SECRET, node.read("log"))
-
-    def test_daemon_dies_with_its_parent(self):
-        node = self.node().serve()
-        parent = subprocess.Popen(["/bin/sh", "-c", "\"$0\" & echo $! > pid; wait",
-                                   BIN + "/vos_monitor"],
-                                  cwd=node.folder)
-        node.wait_for_log("VOS monitor has successfully started")
-        pid = node.read("pid").strip()
-        parent.kill()
-        parent.wait()
-        def dead():
-            with open(f"/proc/{pid}/status") as status:
-                return "State:\tZ" in status.read()
-        until(dead, "the daemon's end", 5)
 
 
 run()

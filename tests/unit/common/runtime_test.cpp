@@ -1,6 +1,5 @@
 #include "common/nyx_configurator.h"
 #include "common/nyx_file_lock.h"
-#include "common/nyx_random.h"
 #include "common/nyx_thread.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
@@ -11,7 +10,6 @@
 #include <sys/wait.h>
 
 #include <chrono>
-#include <set>
 #include <thread>
 
 using namespace nyx;
@@ -46,14 +44,6 @@ TEST(FileLock, without_its_folder_locking_is_off_and_everything_succeeds)
         log.contains("Failed to open lock file: /nonexistent/conf.lock, disabling NYXFileLock."));
 }
 
-TEST(Random, seeds_differ)
-{
-    std::set<int> seeds;
-    for (int i = 0; i < 100; ++i)
-        seeds.insert(nyx_random());
-    EXPECT_GT(seeds.size(), 95U);
-}
-
 TEST(Thread, long_call_is_warned_about_and_the_thread_goes_on)
 {
     const TempFolder folder;
@@ -80,12 +70,4 @@ TEST(Thread, long_call_is_warned_about_and_the_thread_goes_on)
     EXPECT_TRUE(log.contains("Thread worker created successfully"));
     EXPECT_TRUE(log.contains("thread worker function failed: third"));
     EXPECT_TRUE(log.contains("Thread worker stopped"));
-}
-
-TEST(Thread, needs_its_longest_run_time)
-{
-    const TempFolder folder;
-    AConfigurator conf(folder.write("vos.conf", "").c_str(), false);
-    Thread thread("worker", nullptr, nullptr);
-    EXPECT_THROW(thread.start(conf), std::runtime_error);
 }

@@ -1,5 +1,4 @@
 #include "platform/file/atomic_file.h"
-#include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
 #include "platform/variant/variant.h"
 #include "support/temp_folder.h"
@@ -10,9 +9,7 @@
 
 #include <cmath>
 #include <csignal>
-#include <cstdlib>
 #include <limits>
-#include <memory>
 
 using libvariant::Variant;
 
@@ -106,14 +103,4 @@ TEST(StartupPages, only_text_that_nobody_writes_is_given_back)
     for (const auto& row : cases)
         EXPECT_EQ(parse_text_range(row.line), row.want) << row.line;
     EXPECT_GT(release_startup_pages(), 0U);
-}
-
-TEST(MemoryProfile, quotes_the_kernel_s_figures)
-{
-    EXPECT_EQ(parse_memory_lines("Name:\tx\nVmHWM:\t 10 kB\nVmRSS:\t 9 kB\nVmSwap:\nVmData: 3 kB"),
-              "VmHWM 10 kB, VmRSS 9 kB");
-    EXPECT_EQ(parse_memory_lines(""), "");
-    mp_enable();
-    const std::unique_ptr<char, decltype(&std::free)> text(mp_output(), &std::free);
-    EXPECT_NE(std::string(text.get()).find("VmRSS"), std::string::npos);
 }

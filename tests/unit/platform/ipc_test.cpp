@@ -117,26 +117,6 @@ TEST_F(Ipc, heartbeats_to_a_full_or_missing_socket_fail_at_once)
     EXPECT_EQ(dispatch_msg(ipc_heartbeat, -1, "vos_monitor", "watchdog"), EBADF);
 }
 
-TEST_F(Ipc, hello_opens_the_control_link)
-{
-    int fd = 7;
-    EXPECT_EQ(start_socket_nyx(&fd, "node-7", "vos_monitor", "vos"), ENOENT);
-    EXPECT_EQ(fd, -1);
-    int listening = -1;
-    ASSERT_EQ(listen_socket(&listening, "vos"), 0);
-    const UniqueFd listener(listening);
-    ASSERT_EQ(start_socket_nyx(&fd, "node-7", "vos_monitor", "vos"), 0);
-    const UniqueFd daemon(fd);
-    const UniqueFd accepted(::accept(listening, nullptr, nullptr));
-    ipcmsg_t record;
-    ASSERT_EQ(read_msg(accepted.get(), &record, sizeof record, 0), 56);
-    EXPECT_EQ(record.type, ipc_hello);
-    EXPECT_STREQ(record.sender, "vos_monitor");
-    EXPECT_STREQ(record.destination, "node-7");
-    EXPECT_TRUE(ipc_peer_is_trusted(accepted.get()));
-    EXPECT_EQ(ipc_peer_pid(accepted.get()), ::getpid());
-}
-
 TEST_F(Ipc, another_user_s_process_is_kept_out)
 {
     if (::geteuid() != 0)

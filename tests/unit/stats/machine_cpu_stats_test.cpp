@@ -51,18 +51,6 @@ TEST_F(Sampler, keeps_the_newest_120)
     EXPECT_EQ(std::pair(count, mean), std::pair(120, 0.0)) << "the oldest five have steal";
 }
 
-TEST_F(Sampler, failed_lock_loses_the_sample_and_keeps_the_baseline)
-{
-    ASSERT_TRUE(sampler.lock());
-    sampler.add_stats(50, 100, at_ms(1000));
-    EXPECT_FALSE(drain(sampler));
-    EXPECT_EQ(log.count("Failed to lock pthread mutex: 35 : Resource deadlock avoided\n"), 2);
-    EXPECT_TRUE(sampler.unlock());
-    sampler.add_stats(60, 200, at_ms(2000));
-    ASSERT_TRUE(drain(sampler));
-    EXPECT_DOUBLE_EQ(mean, 10.0);
-}
-
 TEST_F(Sampler, reads_the_aggregate_line_or_adds_nothing)
 {
     sampler.retrive_stats();

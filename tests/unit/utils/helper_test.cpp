@@ -7,7 +7,6 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <zlib.h>
 
 #include <chrono>
 #include <csignal>
@@ -70,14 +69,6 @@ TEST(Helper, usage_percentage)
     EXPECT_DOUBLE_EQ(Helper::calc_usage_percentage(1, 5, 0), 0.0);
 }
 
-TEST(Helper, clock_difference)
-{
-    EXPECT_EQ(Helper::get_clock_diff_ms({12, 1000000}, {10, 999000000}), 1002);
-    EXPECT_EQ(Helper::get_clock_diff_ms({10, 0}, {10, 1500000}), -1);
-    EXPECT_EQ(Helper::get_timestamp_gmt_format().size(), 20U);
-    EXPECT_EQ(Helper::get_timestamp_gmt_format().back(), 'Z');
-}
-
 TEST(Helper, splitting)
 {
     using Pieces = std::vector<std::string>;
@@ -97,28 +88,6 @@ TEST(Helper, identity_comes_from_the_configuration)
     EXPECT_THROW(Helper::get_external_ip(true), std::runtime_error);
     EXPECT_TRUE(Helper::is_kln());
     nyx::TheConfigurator::set_configurator(nullptr);
-}
-
-TEST(Gzip, unpacks_to_what_was_packed)
-{
-    for (const auto& text : {std::string(), std::string(100000, 'x'), std::string("{\"a\":1}")}) {
-        std::string packed;
-        ASSERT_TRUE(Helper::gzip_buffer(text, packed, 1));
-        EXPECT_EQ(packed.substr(0, 2), "\x1f\x8b");
-        std::string back(text.size() + 1, '\0');
-        z_stream stream{};
-        inflateInit2(&stream, 15 + 16);
-        stream.next_in = reinterpret_cast<Bytef*>(packed.data());
-        stream.avail_in = static_cast<uInt>(packed.size());
-        stream.next_out = reinterpret_cast<Bytef*>(back.data());
-        stream.avail_out = static_cast<uInt>(back.size());
-        EXPECT_EQ(inflate(&stream, Z_FINISH), Z_STREAM_END);
-        back.resize(stream.total_out);
-        inflateEnd(&stream);
-        EXPECT_EQ(back, text);
-    }
-    std::string packed;
-    EXPECT_FALSE(Helper::gzip_buffer("x", packed, 99));
 }
 
 TEST(TextFile, words_lines_and_numbers)

@@ -3,16 +3,12 @@
 #include "support/temp_folder.h"
 #include "watchdog/back_off.h"
 #include "watchdog/child_process.h"
-#include "watchdog/notify.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 
 #include <csignal>
-#include <cstring>
 #include <optional>
 #include <thread>
 
@@ -28,35 +24,6 @@ TEST(BackOff, doubles_to_its_bound_and_starts_anew_after_a_long_run)
     EXPECT_EQ(back_off.delay_after(0ms), 2s);
     BackOff odd(5000ms, 10ms);
     EXPECT_EQ(odd.delay_after(0ms), 5s) << "the longest is never shorter than the shortest";
-}
-
-TEST(Notifier, speaks_to_the_socket_of_the_service_manager)
-{
-    const TempFolder folder;
-    const std::string abstract = "@vos_notify_" + std::to_string(::getpid());
-    for (const auto& name : {folder.file("notify"), abstract}) {
-        const platform::UniqueFd manager(::socket(AF_UNIX, SOCK_DGRAM, 0));
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::memcpy(address.sun_path, name.data(), name.size());
-        if (name.front() == '@')
-            address.sun_path[0] = '\0';
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-        ASSERT_EQ(::bind(manager.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
-        ::setenv("NOTIFY_SOCKET", name.c_str(), 1);
-        const Notifier notifier;
-        EXPECT_EQ(std::getenv("NOTIFY_SOCKET"), nullptr) << "the daemon is not to see it";
-        notifier.send("READY=1\nSTATUS=up");
-        char text[64]{};
-        EXPECT_EQ(::recv(manager.get(), text, sizeof text, MSG_DONTWAIT), 17);
-        EXPECT_STREQ(text, "READY=1\nSTATUS=up");
-    }
-    for (const char* unusable : {"", "/", "/nonexistent/socket"}) {
-        ::setenv("NOTIFY_SOCKET", unusable, 1);
-        const Notifier notifier;
-        EXPECT_FALSE(notifier.is_connected());
-        notifier.send("READY=1");
-    }
 }
 
 TEST(ChildProcess, tells_how_the_program_ended_and_starts_the_next)

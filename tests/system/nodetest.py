@@ -1,0 +1,23 @@
+"""What every system test begins and ends with."""
+import os, sys, unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../harness"))
+from node import BIN, SECRET, Node, isolate, until  # noqa: E402,F401 (for the tests)
+
+SKIPPED = 77
+
+
+def run():
+    """Runs the tests of the calling file in namespaces of their own, or skips them."""
+    obstacle = isolate()
+    if obstacle:
+        print("skipped:", obstacle)
+        sys.exit(SKIPPED)
+    unittest.main()
+
+
+class NodeTest(unittest.TestCase):
+    def node(self, **settings):
+        node = Node(**settings)
+        self.addCleanup(node.close)
+        return node
