@@ -116,6 +116,7 @@ def figures(body):
 
 class Handler(BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    disable_nagle_algorithm = True  # the answer is a second small write after the TLS tickets
 
     def log_message(self, *_):
         pass

@@ -2,12 +2,10 @@
 
 #include "platform/logger/sup_logger.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 namespace nyx {
 
@@ -15,13 +13,6 @@ namespace {
 
 event_base* the_base = nullptr;
 std::exception_ptr thrown_by_callback;
-
-/// Signal events that libevent holds, in the order of their adding.
-std::vector<NYXEventLibEvent*>& armed_signal_events()
-{
-    static std::vector<NYXEventLibEvent*> events;
-    return events;
-}
 
 SupLogger& logger()
 {
@@ -144,8 +135,7 @@ bool NYXEventLibEvent::del(bool log)
             logger().error("Failed to delete event. errno: ", errno);
         return false;
     }
-    if (m_flags & EV_SIGNAL)
-        std::erase(armed_signal_events(), this);
+    forget_signal_event();
     if (log)
         logger().trace("Event removed");
     return true;
@@ -184,36 +174,50 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
         return false;
     }
     if (m_flags & EV_SIGNAL)
-        armed_signal_events().push_back(this);
+        m_next_signal_event = std::exchange(first_signal_event, this);
     if (was_pending)
         logger().trace("Event was recharged");
     return true;
 }
 
+void NYXEventLibEvent::forget_signal_event()
+{
+    for (auto** link = &first_signal_event; *link != nullptr; link = &(*link)->m_next_signal_event)
+        if (*link == this) {
+            *link = m_next_signal_event;
+            return;
+        }
+}
+
 void NYXEventLibEvent::forward(evutil_socket_t fd, short flags, void* self)
 {
-    auto& event = *static_cast<NYXEventLibEvent*>(self);
+    const auto& event = *static_cast<NYXEventLibEvent*>(self);
     // Copies: the callback may destroy the event.
     const auto callback = event.m_callback;
     auto* const arg = event.m_arg;
     const bool is_signal = (event.m_flags & EV_SIGNAL) != 0;
     NYXEventBase::run_guarded([&] { callback(fd, flags, arg); });
     if (is_signal && event_base_got_break(the_base))
-        event.run_other_events_of_signal(fd);
+        run_other_events_of_signal(fd);
 }
 
 /// libevent stops between two events of one signal once the loop is broken;
 /// one delivery is to reach every event on the signal all the same.
 void NYXEventLibEvent::run_other_events_of_signal(evutil_socket_t signal)
 {
-    const auto events = armed_signal_events();
-    for (auto* other : events) {
-        const bool waits = other != this && other->m_event.ev_fd == signal &&
-                           (other->m_event.ev_evcallback.evcb_flags & EVLIST_ACTIVE) != 0;
-        if (!waits)
+    const auto waits = [signal](const NYXEventLibEvent* event) {
+        return event->m_event.ev_fd == signal &&
+               (event->m_event.ev_evcallback.evcb_flags & EVLIST_ACTIVE) != 0;
+    };
+    auto* other = first_signal_event;
+    while (other != nullptr) {
+        if (!waits(other)) {
+            other = other->m_next_signal_event;
             continue;
+        }
         other->add(static_cast<int>(signal), -1); // no longer active, armed as before
         NYXEventBase::run_guarded([&] { other->m_callback(signal, EV_SIGNAL, other->m_arg); });
+        other = first_signal_event; // the callback may have changed the list
     }
 }
 

@@ -101,8 +101,14 @@ public:
 private:
     static void forward(evutil_socket_t fd, short flags, void* self);
     bool internal_add(int fd, const timeval* timeout, int priority);
-    void run_other_events_of_signal(evutil_socket_t signal);
+    void forget_signal_event();
+    static void run_other_events_of_signal(evutil_socket_t signal);
 
+    /// Signal events that libevent holds: a list without a destructor, since
+    /// events are static objects that may go later than any list would.
+    static inline NYXEventLibEvent* first_signal_event{nullptr};
+
+    NYXEventLibEvent* m_next_signal_event{nullptr};
     short m_flags;
     struct event m_event;
     EventCallback m_callback;

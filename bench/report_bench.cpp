@@ -1,0 +1,225 @@
+// What one health report costs, whole and piece by piece.
+//
+// Runs in the folder of a configured node (see bench.py) and measures the
+// process tree of its parent, as the daemon measures that of its supervisor.
+// Times are microseconds: wall, CPU of this process, and as the counter
+// "children" CPU of the commands that it ran.
+#include "common/nyx_logging.h"
+#include "floor.h"
+#include "report/health_reporter.h"
+#include "stats/machine_cpu_stats.h"
+#include "stats/proc_cpu_stats.h"
+#include "stats/proc_fd_stats.h"
+#include "stats/proc_mem_stats.h"
+#include "utils/dual_nyx_helper.h"
+#include "utils/shared_object.h"
+
+#include <benchmark/benchmark.h>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using libvariant::Variant;
+
+const std::map<std::string, std::string> hmac_params{{"secret", "General.hmac_secret"},
+                                                     {"key", "General.datacenter_id"},
+                                                     {"timeout", "General.hmac_timeout"}};
+
+std::string setting(nyx::AConfigurator& conf, const char* key)
+{
+    return conf.config.lookup(key);
+}
+
+/// The processes below the parent that a report has entries of.
+std::vector<std::pair<int, std::string>> discover()
+{
+    std::vector<std::pair<int, std::string>> found;
+    Process::get_running_processes(::getppid(), "watchdog", found);
+    Process::get_running_services({"pluto", "bird", "keepalived"}, found);
+    const auto allowed = ProcessesManager::get_allowed_processes(true);
+    std::erase_if(found, [&](const auto& entry) { return !allowed.contains(entry.second); });
+    return found;
+}
+
+/// A report, taken apart.
+class Pieces {
+public:
+    explicit Pieces(nyx::AConfigurator& conf)
+        : m_reporter(&conf, hmac_params, setting(conf, "Monitoring.report_path")),
+          m_client(hmac_params, false, &conf, true), m_url(setting(conf, "General.zel_report_url")),
+          m_path(setting(conf, "Monitoring.report_path")),
+          m_copy_path(setting(conf, "Monitoring.local_json_report_path"))
+    {
+        for (const auto& [pid, name] : discover()) {
+            m_pids.push_back(pid);
+            m_processes.emplace_back(name, pid);
+        }
+        m_text = m_reporter.create_report();
+        m_tree = libvariant::read_json(m_text);
+    }
+
+    const std::vector<int>& pids() const { return m_pids; }
+
+    void create_report() { benchmark::DoNotOptimize(m_reporter.create_report()); }
+    void print_tcp_memory() const { m_machine.print_process_cpu_and_ram(); }
+    void read_one() { m_processes.back().read_stats(m_pids.back()); }
+    void read_ram() { benchmark::DoNotOptimize(m_ram.generate_ram_info_report()); }
+    void read_cpu() { benchmark::DoNotOptimize(m_cpu.generate_cpu_info_report()); }
+    void sample() { m_sampler.retrive_stats(); }
+    void read_interfaces() { benchmark::DoNotOptimize(m_interfaces.collect_network_report()); }
+
+    /// All that a report does to get its figures, but for running commands.
+    void read_all()
+    {
+        read_cpu();
+        read_ram();
+        Process::reset_globals();
+        for (const auto& process : m_processes)
+            benchmark::DoNotOptimize(process.is_alive());
+        ProcCpuStats::read_total_cpu_stats();
+        for (std::size_t i = 0; i < m_pids.size(); ++i)
+            m_processes[i].read_stats(m_pids[i]);
+        Process::update_system_stats();
+        for (const auto& process : m_processes)
+            process.print_proc_status();
+        Process::print_system_stats();
+        std::vector<Variant> entries;
+        for (const auto& process : m_processes)
+            entries.push_back(process.generate_proc_report());
+        Process::add_global_stats_to_report(entries);
+        benchmark::DoNotOptimize(entries);
+        read_interfaces();
+    }
+
+    void serialise() const
+    {
+        benchmark::DoNotOptimize(
+            libvariant::write_json(m_tree, {{"pretty", true}, {"precision", 10}}));
+    }
+    void write_copy() const
+    {
+        libvariant::write_json_file(m_copy_path, m_tree, {{"pretty", true}});
+    }
+
+    void post()
+    {
+        constexpr long timeout_sec = 10;
+        m_client.init_post_request_async_resolver(m_url, m_path, m_reporter.get_client_cert_path(),
+                                                  m_text, timeout_sec, "");
+        do {
+            m_client.continue_send();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        } while (m_client.is_async_running());
+        if (!m_client.is_request_succeeded())
+            throw std::runtime_error("the server did not take a report");
+    }
+
+private:
+    VOSHealthReporter m_reporter;
+    nyx_monitor::MachineInfo m_machine{false};
+    nyx_monitor::MachineRamInfo m_ram;
+    nyx_monitor::MachineCpuInfo m_cpu{true};
+    nyx_monitor::CPUStatSampler m_sampler{"/proc", false};
+    InterfaceStatsReport m_interfaces;
+    nyx::ZELHttpClient m_client;
+    std::vector<int> m_pids;
+    std::vector<Process> m_processes;
+    std::string m_text; ///< the report
+    Variant m_tree;     ///< the same
+    std::string m_url;
+    std::string m_path;
+    std::string m_copy_path;
+};
+
+double children_us()
+{
+    rusage used{};
+    ::getrusage(RUSAGE_CHILDREN, &used);
+    const auto us = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_usec);
+    };
+    return us(used.ru_utime) + us(used.ru_stime);
+}
+
+void measure(const char* name, std::function<void()> work)
+{
+    const auto run = [work = std::move(work)](benchmark::State& state) {
+        const double before = children_us();
+        for (auto _ : state)
+            work();
+        state.counters["children"] =
+            benchmark::Counter(children_us() - before, benchmark::Counter::kAvgIterations);
+    };
+    benchmark::RegisterBenchmark(name, run)->MeasureProcessCPUTime()->UseRealTime()->Unit(
+        benchmark::kMicrosecond);
+}
+
+void register_collectors(Pieces& pieces)
+{
+    const int pid = pieces.pids().back();
+    measure("collector/Process::read_stats", [&] { pieces.read_one(); });
+    measure("collector/ProcCpuStats",
+            [stats = ProcCpuStats(pid)]() mutable { stats.calc_cpu_usage(); });
+    measure("collector/ProcMemStats", [pid] { benchmark::DoNotOptimize(ProcMemStats(pid)); });
+    measure("collector/ProcFdStats", [pid] { benchmark::DoNotOptimize(ProcFdStats(pid)); });
+    measure("collector/read_total_cpu_stats", [] { ProcCpuStats::read_total_cpu_stats(); });
+    measure("collector/update_system_stats", [] { Process::update_system_stats(); });
+    measure("collector/MachineRamInfo", [&] { pieces.read_ram(); });
+    measure("collector/MachineCpuInfo", [&] { pieces.read_cpu(); });
+    measure("collector/InterfaceStatsReport", [&] { pieces.read_interfaces(); });
+    measure("collector/CPUStatSampler", [&] { pieces.sample(); });
+}
+
+void register_report(Pieces& pieces)
+{
+    measure("report/create_report", [&] { pieces.create_report(); });
+    measure("report/discovery", [] { benchmark::DoNotOptimize(discover()); });
+    measure("report/tcp_memory", [&] { pieces.print_tcp_memory(); });
+    measure("report/readers", [&] { pieces.read_all(); });
+    measure("report/floor", [&] { benchmark::DoNotOptimize(read_floor(pieces.pids())); });
+    measure("report/serialisation", [&] { pieces.serialise(); });
+    measure("report/local_copy", [&] { pieces.write_copy(); });
+    measure("report/post", [&] { pieces.post(); });
+}
+
+void run(nyx::AConfigurator& conf, int argc, char** argv)
+{
+    Pieces pieces(conf);
+    benchmark::AddCustomContext("processes", std::to_string(pieces.pids().size()));
+    register_collectors(pieces);
+    register_report(pieces);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        nyx::AConfigurator conf("vos.conf", false);
+        nyx::TheConfigurator::set_configurator(&conf);
+        auto logging = nyx_logging_init_cfg_and_watch(&conf, "Monitoring.log_config_file");
+        nyx_utils::shared_mem_enabled = false;
+        nyx_utils::DualNYXHelper::instance(false);
+        run(conf, argc, argv);
+        nyx_logging_and_watch_fini(std::move(logging));
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << "report_bench: " << nyx::configuration_error_text(error) << '\n';
+        return 1;
+    }
+}
