@@ -31,10 +31,12 @@ def enter():
     hosts.close()
     for command in (["ip", "link", "set", "lo", "up"],
                     ["mount", "-t", "tmpfs", "none", "/opt"], ["mkdir", "/opt/vos"],
-                    ["mount", "--bind", "/dev/null", os.path.realpath("/etc/resolv.conf")],
                     ["mount", "--bind", hosts.name, "/etc/hosts"]):
         subprocess.run(command, check=True)
     os.unlink(hosts.name)
+    resolver = os.path.realpath("/etc/resolv.conf")
+    if os.path.exists(resolver):
+        subprocess.run(["mount", "--bind", "/dev/null", resolver], check=True)
     subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
                     "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=node",
                     "-keyout", "/opt/key", "-out", "/opt/crt"], check=True, capture_output=True)
