@@ -1,0 +1,17 @@
+// IPv4 addresses as text.
+#pragma once
+
+#include <arpa/inet.h>
+
+#include <string>
+
+namespace nyx {
+
+/// `address` in dotted-quad form.
+inline std::string to_text(const in_addr& address)
+{
+    char text[INET_ADDRSTRLEN];
+    return ::inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+} // namespace nyx

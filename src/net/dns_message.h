@@ -1,0 +1,54 @@
+// DNS messages: queries made, and answers read, by the system's resolver
+// library.
+#pragma once
+
+#include "net/nyx_response.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace nyx {
+
+/// A standard query for the IPv4 addresses of `host`, with an id that can not
+/// be guessed. Nothing when no such name can exist: empty, with blanks or
+/// control characters, with an empty label, or too long.
+std::optional<std::string> build_dns_query(const std::string& host);
+
+/// A record of an answer that counts: an address or an alias.
+struct DnsRecord {
+    enum class Kind { address, alias, unreadable_alias, unhandled };
+
+    Kind kind{Kind::unhandled};
+    int type{};               ///< as on the wire
+    std::uint32_t ttl{};      ///< as in the record, seconds
+    std::uint32_t used_ttl{}; ///< `ttl`, or the cap where that is smaller
+    in_addr address{};        ///< of an address
+    std::string alias;        ///< the name that an alias leads to
+};
+
+/// A datagram that came as answer to a query, read.
+struct DnsAnswer {
+    enum class Verdict {
+        good,         ///< ends the query, whatever its status
+        next_server,  ///< the server is of no use for this query
+        not_an_answer ///< does not belong to the query: to be dropped
+    };
+    enum class Fault { none, malformed_message, truncated, malformed_record };
+
+    Verdict verdict{Verdict::not_an_answer};
+    Fault fault{Fault::none};
+    int response_code{};
+    NYXResponse response;
+    std::vector<DnsRecord> records; ///< those read before a fault, in order
+};
+
+/// Reads the datagram `answer` to the message `query` about `host`. A TTL above
+/// `max_ttl_sec` counts as that; 0 is no cap. An answer belongs to the query
+/// when its id and its question are the query's. Pure: no socket, clock or log.
+DnsAnswer parse_dns_answer(std::string_view answer, std::string_view query, const std::string& host,
+                           std::uint32_t max_ttl_sec);
+
+} // namespace nyx
