@@ -1,9 +1,13 @@
 #include "net/resolver.h"
 
+#include "net/address_text.h"
+#include "net/dns_cache.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/nyx_helper.h"
 
-#include <arpa/inet.h>
+#include <algorithm>
+#include <limits>
+#include <utility>
 
 namespace nyx {
 
@@ -12,57 +16,168 @@ namespace {
 constexpr int no_ttl = -1;
 constexpr int static_ttl_sec = 3600;
 
+bool local_ns_used = false;
+
 SupLogger& logger()
 {
     static SupLogger& instance = SupLogger::get_instance("Resolver");
     return instance;
 }
 
-std::string to_text(const in_addr& address)
+std::list<std::string> to_texts(const std::list<in_addr>& addresses)
 {
-    char text[INET_ADDRSTRLEN];
-    return ::inet_ntop(AF_INET, &address, text, sizeof text);
+    std::list<std::string> texts;
+    for (const auto& address : addresses)
+        texts.push_back(to_text(address));
+    return texts;
+}
+
+/// A TTL with its top bit set counts as 0: nobody means 68 years and more.
+int signed_ttl(std::uint32_t ttl)
+{
+    constexpr std::uint32_t largest = std::numeric_limits<int>::max();
+    return ttl > largest ? 0 : static_cast<int>(ttl);
 }
 
 } // namespace
 
+struct Resolver::Request {
+    Resolver* owner;
+    ResolveCallback callback;
+    void* context;
+    std::string host;
+    int retries_left;
+    NYXResolver* query; ///< deletes itself once it completes, and is replaced then
+};
+
 Resolver::Resolver(bool cache_enabled, int retries, unsigned int ns_timeout_ms,
-                   unsigned int max_ttl_sec)
+                   unsigned int max_ttl_sec, int ns_port)
     : m_cache_enabled(cache_enabled), m_retries(retries), m_ns_timeout_ms(ns_timeout_ms),
-      m_max_ttl_sec(max_ttl_sec)
+      m_max_ttl_sec(max_ttl_sec), m_ns_port(ns_port)
 {
     logger().debug("Resolver has been created: params: NS-Timeout-", m_ns_timeout_ms,
                    " (ms), Retries - ", m_retries, " , MAX-TTL-", m_max_ttl_sec,
                    " (sec), cache is ", m_cache_enabled ? " Enabled" : " Disabled");
 }
 
+Resolver::~Resolver()
+{
+    while (!m_requests.empty())
+        cancel_request(m_requests.front().get());
+}
+
+void Resolver::use_local_ns(bool use)
+{
+    local_ns_used = use;
+}
+
+bool Resolver::is_local_ns_used()
+{
+    return local_ns_used;
+}
+
 void* Resolver::getaddrinfo_async(const std::string& host, ResolveCallback callback, void* context,
                                   const std::string& static_table)
+{
+    if (answer_at_once(host, static_table, callback, context))
+        return nullptr;
+    auto request =
+        std::make_unique<Request>(Request{this, callback, context, host, m_retries, nullptr});
+    if (start_query(*request)) {
+        m_requests.push_back(std::move(request));
+        return m_requests.back().get();
+    }
+    std::list<std::string> none;
+    callback(true, nullptr, no_ttl, none, context);
+    return nullptr;
+}
+
+bool Resolver::answer_at_once(const std::string& host, const std::string& static_table,
+                              ResolveCallback callback, void* context)
 {
     std::list<std::string> addresses;
     if (Helper::is_valid_ip_address(host)) {
         addresses.push_back(host);
         callback(false, host.c_str(), no_ttl, addresses, context);
-        return nullptr;
+        return true;
     }
     std::list<in_addr> found;
     if (Helper::try_static_resolution(host, found, static_table)) {
-        for (const auto& address : found)
-            addresses.push_back(to_text(address));
+        addresses = to_texts(found);
         logger().debug("Static resolutions for [", host, "]");
         callback(false, host.c_str(), static_ttl_sec, addresses, context);
-        return nullptr;
+        return true;
     }
-    logger().error("getaddrinfo_async: can not resolve [", host,
-                   "]: it is neither an IPv4 address nor in the static host table");
-    callback(true, nullptr, no_ttl, addresses, context);
-    return nullptr;
+    auto* known = m_cache_enabled ? DNSCache::shared().get_answer(host) : nullptr;
+    if (known == nullptr || known->is_expired())
+        return false;
+    logger().debug("DNS results for [", host, "] in cache");
+    addresses = known->addresses();
+    const int ttl = known->get_ttl();
+    known->rotate(); // first: the callback may change the cache
+    callback(false, host.c_str(), ttl, addresses, context);
+    return true;
+}
+
+bool Resolver::start_query(Request& request)
+{
+    auto query = std::make_unique<NYXResolver>(request.host, m_ns_timeout_ms, m_max_ttl_sec,
+                                               &response_function_cb, &request, m_ns_port);
+    const bool started = query->is_started();
+    request.query = started ? query.release() : nullptr; // from here on its own master
+    return started;
+}
+
+void Resolver::response_function_cb(const NYXResponse& response, void* request)
+{
+    auto& own = *static_cast<Request*>(request);
+    own.query = nullptr;
+    own.owner->complete(response, own);
+}
+
+void Resolver::complete(const NYXResponse& response, Request& request)
+{
+    const bool failed = response.status != NYXResponse::status_good;
+    if (failed && request.retries_left > 0) {
+        --request.retries_left;
+        logger().info("response_function_cb", " Got error in DNS response,  try again ...");
+        if (start_query(request))
+            return;
+    }
+    // The callback may destroy this resolver: nothing of it is used after.
+    const auto done = take(&request);
+    if (failed) {
+        std::list<std::string> none;
+        done->callback(true, nullptr, no_ttl, none, done->context);
+        return;
+    }
+    auto addresses = to_texts(response.addresses);
+    const int ttl = signed_ttl(response.ttl);
+    if (m_cache_enabled && !addresses.empty())
+        DNSCache::shared().save_answer(done->host, ttl, addresses);
+    done->callback(false, done->host.c_str(), ttl, addresses, done->context);
+}
+
+/// Takes `request` out of those in flight; null when it is none of them.
+std::unique_ptr<Resolver::Request> Resolver::take(void* request)
+{
+    const auto found = std::find_if(m_requests.begin(), m_requests.end(),
+                                    [request](const auto& own) { return own.get() == request; });
+    if (found == m_requests.end())
+        return nullptr;
+    auto taken = std::move(*found);
+    m_requests.erase(found);
+    return taken;
 }
 
 void Resolver::cancel_request(void* request)
 {
-    if (request == nullptr)
+    if (request == nullptr) {
         logger().warning("cancel_request", "Received NULL context");
+        return;
+    }
+    if (const auto cancelled = take(request))
+        const std::unique_ptr<NYXResolver> query(cancelled->query);
 }
 
 } // namespace nyx

@@ -1,0 +1,153 @@
+#include "net/async_udp_client.h"
+
+#include "net/address_text.h"
+#include "platform/logger/sup_logger.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <exception>
+#include <utility>
+
+namespace nyx {
+
+namespace {
+
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("UDPClient");
+    return instance;
+}
+
+bool bind_to(int fd, const std::string& source_address)
+{
+    sockaddr_in source{};
+    source.sin_family = AF_INET;
+    return ::inet_pton(AF_INET, source_address.c_str(), &source.sin_addr) == 1 &&
+           ::bind(fd, reinterpret_cast<const sockaddr*>(&source), sizeof source) == 0;
+}
+
+/// What failed in making `fd` ready; null when nothing did.
+const char* prepare(int fd, const std::string& source_address)
+{
+    if (!source_address.empty() && !bind_to(fd, source_address))
+        return " Unable to bind socket ";
+    if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK) != 0)
+        return " Unable to set socket to non blocking ";
+    if (::fcntl(fd, F_SETFD, FD_CLOEXEC) != 0)
+        return " Unable to set socket close on exec";
+    return nullptr;
+}
+
+} // namespace
+
+int UDPClient::create_socket(const std::string& source_address)
+{
+    platform::UniqueFd fd(::socket(AF_INET, SOCK_DGRAM, 0));
+    if (!fd.valid()) {
+        logger().error("create_socket", " Unable to create socket");
+        return -1;
+    }
+    if (!source_address.empty())
+        logger().debug("create_socket", ": Using source address ", source_address);
+    if (const char* failure = prepare(fd.get(), source_address)) {
+        logger().error("create_socket", failure);
+        return -1;
+    }
+    m_socket = std::move(fd);
+    return m_socket.get();
+}
+
+bool UDPClient::connect(unsigned int address, int port, int timeout_ms,
+                        const std::string& source_address)
+{
+    cleanup();
+    if (!m_socket.valid() && create_socket(source_address) < 0)
+        return false;
+    m_server = address;
+    if (!create_buffer()) {
+        logger().error("connect", ": Failed to create buffer");
+        return false;
+    }
+    if (timeout_ms >= 0)
+        set_timeout_ms(static_cast<unsigned int>(timeout_ms));
+    logger().debug("connect", ": Trying to connect NS:  ", server_text());
+    if (m_buffer->socket_connect(address, static_cast<unsigned short>(port)))
+        return true;
+    logger().warning("connect", " Connect return with error");
+    return false;
+}
+
+bool UDPClient::create_buffer()
+{
+    if (NYXEventBase::raw() == nullptr)
+        return false;
+    try {
+        m_buffer = std::make_unique<NYXBufferEvent>(NYXEventBase::raw(), m_socket.get(), &readcb,
+                                                    &writecb, &eventcb, this);
+    } catch (const std::exception&) {
+        return false;
+    }
+    m_socket.release();
+    return true;
+}
+
+void UDPClient::cleanup()
+{
+    m_buffer.reset();
+}
+
+bool UDPClient::set_timeout_ms(unsigned int milliseconds)
+{
+    const timeval timeout{static_cast<time_t>(milliseconds / 1000),
+                          static_cast<suseconds_t>((milliseconds % 1000) * 1000)};
+    return m_buffer->set_timeouts(&timeout, &timeout);
+}
+
+std::string UDPClient::server_text() const
+{
+    return to_text(in_addr{m_server});
+}
+
+bool UDPClient::has_connected()
+{
+    int error = 0;
+    socklen_t size = sizeof error;
+    return ::getsockopt(m_buffer->get_fd(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+}
+
+void UDPClient::eventcb(short events, void* arg)
+{
+    auto& self = *static_cast<UDPClient*>(arg);
+    if ((events & BEV_EVENT_CONNECTED) != 0 && self.has_connected()) {
+        self.on_connect_success();
+        return;
+    }
+    if ((events & BEV_EVENT_EOF) != 0) {
+        // An empty datagram looks like an end of file, and ends the reading.
+        // It is a datagram like any other.
+        self.m_buffer->enable(EV_READ);
+        self.on_readcb();
+        return;
+    }
+    if ((events & BEV_EVENT_ERROR) != 0)
+        logger().warning("eventcb", ": Connection error to server: ", self.server_text());
+    else if ((events & BEV_EVENT_TIMEOUT) != 0)
+        logger().warning("eventcb", ": Connection timeout to server: ", self.server_text());
+    else
+        logger().error("eventcb", ": Unknown event");
+    self.on_connect_failure();
+}
+
+void UDPClient::readcb(void* arg)
+{
+    static_cast<UDPClient*>(arg)->on_readcb();
+}
+
+void UDPClient::writecb(void* arg)
+{
+    static_cast<UDPClient*>(arg)->on_writecb();
+}
+
+} // namespace nyx
