@@ -37,7 +37,8 @@ ZELHttpClient::ZELHttpClient(bool gzip, AConfigurator* configurator)
 
 ZELHttpClient::ZELHttpClient(const std::map<std::string, std::string>& hmac_parameter_names,
                              bool gzip, AConfigurator* configurator, bool hmac_enabled)
-    : HttpClient(false), m_secret_name(value_or_empty(hmac_parameter_names, "secret")),
+    : HttpClient(false), PersistentHosts("ZELHttpClient"),
+      m_secret_name(value_or_empty(hmac_parameter_names, "secret")),
       m_key_name(value_or_empty(hmac_parameter_names, "key")),
       m_period_name(value_or_empty(hmac_parameter_names, "timeout")), m_configurator(configurator),
       m_gzip(gzip), m_resolver(true, dns_retries, ns_timeout_ms, no_ttl_cap),
@@ -45,6 +46,7 @@ ZELHttpClient::ZELHttpClient(const std::map<std::string, std::string>& hmac_para
 {
     if (hmac_enabled && (m_secret_name.empty() || m_key_name.empty() || m_period_name.empty()))
         throw std::runtime_error("ERROR Missing parameters names for HMAC");
+    persistent_hosts_load();
 }
 
 ZELHttpClient::~ZELHttpClient()
@@ -147,6 +149,7 @@ bool ZELHttpClient::choose_address(bool failed, const std::list<std::string>& ad
     if (!failed && !addresses.empty()) {
         m_cached_host = m_host;
         m_cached_address = addresses.front();
+        persistent_hosts_save();
         return true;
     }
     logger().error("resolve_complete_cb: Failed to Resolve ZEL URL. Trying to used cached result");
@@ -154,6 +157,20 @@ bool ZELHttpClient::choose_address(bool failed, const std::list<std::string>& ad
         return true;
     logger().error("resolve_complete_cb: No cached resolution. giving up");
     return false;
+}
+
+void ZELHttpClient::persistent_hosts_save_internal(HostsTable& table)
+{
+    table[m_cached_host].push_back(m_cached_address);
+}
+
+void ZELHttpClient::persistent_hosts_load_internal(HostsTable& table)
+{
+    if (table.empty())
+        return;
+    const auto& [host, addresses] = *table.begin();
+    m_cached_host = host;
+    m_cached_address = addresses.front();
 }
 
 bool ZELHttpClient::send_request(const std::string& url)

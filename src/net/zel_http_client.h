@@ -4,6 +4,7 @@
 
 #include "common/nyx_configurator.h"
 #include "net/http_client.h"
+#include "net/nyx_persistent_hosts.h"
 #include "net/resolver.h"
 #include "utils/nyx_crypto.h"
 #include "utils/nyx_helper.h"
@@ -17,7 +18,9 @@ namespace nyx {
 
 /// At most one request at a time: resolving, then sending, then idle. The
 /// request goes to the resolved address, with the name in its "Host" header.
-class ZELHttpClient : public HttpClient {
+/// Where the server was last found is kept in the persistent hosts file, and is
+/// where it is looked for while its name can not be resolved.
+class ZELHttpClient : public HttpClient, public PersistentHosts {
 public:
     enum HttpMethod { method_get = 0, method_post = 1, method_none = 2 };
 
@@ -63,6 +66,10 @@ public:
     /// that waits for it.
     static void resolve_complete_cb(bool failed, const char* name, int ttl,
                                     std::list<std::string>& addresses, void* client);
+
+    /// The last good resolution, to and from the persistent hosts file.
+    void persistent_hosts_save_internal(HostsTable& table) override;
+    void persistent_hosts_load_internal(HostsTable& table) override;
 
     /// The key identifier and the token for `data` sent at `now_ms`, wall
     /// clock. False, and one or two error records, when there is none.

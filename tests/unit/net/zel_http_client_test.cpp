@@ -3,6 +3,7 @@
 #include "support/captured_log.h"
 #include "unit/net/report_server.h"
 
+#include <cerrno>
 #include <optional>
 #include <stdexcept>
 
@@ -18,6 +19,7 @@ struct Store {
     {
         std::string failure;
         EXPECT_TRUE(nyx::create_key_file(folder.file("key"), failure)) << failure;
+        program_invocation_name = program.data(); // the hosts file lies beside it
         const auto sealed =
             nyx::seal_secret(*nyx::read_key_file(folder.file("key"), failure), "topsecret");
         const auto conf = folder.write("vos.conf", "General:{hmac_key_file=\"" +
@@ -28,9 +30,15 @@ struct Store {
     }
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
-    ~Store() { nyx::TheConfigurator::set_configurator(nullptr); }
+    ~Store()
+    {
+        nyx::TheConfigurator::set_configurator(nullptr);
+        program_invocation_name = program_before;
+    }
 
     TempFolder folder;
+    std::string program = folder.file("prog");
+    char* const program_before = program_invocation_name;
     std::optional<nyx::AConfigurator> store;
 };
 
@@ -80,6 +88,7 @@ TEST(ZelHttpClientTest, only_a_signed_report_is_accepted)
         EXPECT_NE(meta.find(R"("a": [)"), std::string::npos);
         EXPECT_EQ(meta.find("gzip") != std::string::npos, gzip);
     }
+    const Store store;
     nyx::ZELHttpClient plain(false, nullptr);
     ASSERT_TRUE(plain.init_post_request_async_resolver(server.url(), "/report", "", body, 10, ""));
     drive(plain);
@@ -107,6 +116,14 @@ TEST(ZelHttpClientTest, a_lost_name_is_looked_for_where_it_was_last)
     EXPECT_TRUE(client.is_request_succeeded());
     EXPECT_EQ(server.folder.read("0002.json"), body);
     EXPECT_EQ(log.count("Trying to used cached result"), 2);
+
+    // So does the one that runs after a restart.
+    EXPECT_EQ(client.folder.read("prog_ZELHttpClient_persistent_hosts.txt"),
+              "zel..example 127.0.0.1\n");
+    nyx::ZELHttpClient restarted(names, false, &*client.store, true);
+    EXPECT_TRUE(restarted.init_post_request_async_resolver(lost, "/report", "", body, 10, "a=1"));
+    drive(restarted);
+    EXPECT_TRUE(restarted.is_request_succeeded());
 
     EXPECT_TRUE(client.post(server.url("other..example")));
     EXPECT_FALSE(client.is_request_succeeded());
