@@ -95,7 +95,26 @@ bool UDPClient::create_buffer()
 
 void UDPClient::cleanup()
 {
+    m_error_event.del(false);
     m_buffer.reset();
+}
+
+void UDPClient::await_datagrams()
+{
+    m_buffer->disable(EV_WRITE);
+    m_buffer->enable(EV_READ);
+    // A buffer event swallows a refusal that comes once it is connected, as
+    // that of UDP does. Of two events on one descriptor libevent runs the one
+    // that was added last first: this one, which takes the error before.
+    m_error_event.del(false);
+    m_error_event.add(m_buffer->get_fd(), -1);
+}
+
+/// A readable socket without an error holds a datagram: left to the buffer event.
+void UDPClient::errorcb(int, short, void* arg)
+{
+    if (!static_cast<UDPClient*>(arg)->has_no_error())
+        eventcb(BEV_EVENT_READING | BEV_EVENT_ERROR, arg);
 }
 
 bool UDPClient::set_timeout_ms(unsigned int milliseconds)
@@ -110,7 +129,7 @@ std::string UDPClient::server_text() const
     return to_text(in_addr{m_server});
 }
 
-bool UDPClient::has_connected()
+bool UDPClient::has_no_error()
 {
     int error = 0;
     socklen_t size = sizeof error;
@@ -120,14 +139,14 @@ bool UDPClient::has_connected()
 void UDPClient::eventcb(short events, void* arg)
 {
     auto& self = *static_cast<UDPClient*>(arg);
-    if ((events & BEV_EVENT_CONNECTED) != 0 && self.has_connected()) {
+    if ((events & BEV_EVENT_CONNECTED) != 0 && self.has_no_error()) {
         self.on_connect_success();
         return;
     }
     if ((events & BEV_EVENT_EOF) != 0) {
         // An empty datagram looks like an end of file, and ends the reading.
         // It is a datagram like any other.
-        self.m_buffer->enable(EV_READ);
+        self.await_datagrams();
         self.on_readcb();
         return;
     }

@@ -38,6 +38,8 @@ protected:
     static void readcb(void* arg);
     static void writecb(void* arg);
 
+    /// Ends the sending and starts the reading.
+    void await_datagrams();
     /// Closes the socket; nothing is called back until the next connect().
     void cleanup();
     bool set_timeout_ms(unsigned int milliseconds);
@@ -48,10 +50,12 @@ protected:
 
 private:
     bool create_buffer();
-    bool has_connected();
+    static void errorcb(int fd, short events, void* arg);
+    bool has_no_error();
 
     platform::UniqueFd m_socket; ///< until the buffer event owns it
     in_addr_t m_server{};
+    NYXEventLibEvent m_error_event{EV_READ | EV_PERSIST, &errorcb, this};
 };
 
 } // namespace nyx

@@ -143,10 +143,8 @@ void NYXResolver::on_connect_failure()
 /// libevent also calls this for the connect itself, before there is a query.
 void NYXResolver::on_writecb()
 {
-    if (!m_query_written)
-        return;
-    m_buffer->disable(EV_WRITE);
-    m_buffer->enable(EV_READ);
+    if (m_query_written)
+        await_datagrams();
 }
 
 void NYXResolver::on_readcb()

@@ -158,8 +158,11 @@ TEST_F(DnsResolverTest, finds_the_server_that_answers_and_learns_the_order)
         NSList list(order.begin(), order.end());
         list.push_front(server_address(4));
         use(list);
+        const CapturedLog log;
         ASSERT_EQ(found(), "192.0.2.1 192.0.2.2 ");
         const auto tried = std::find(list.begin(), list.end(), server_address(3));
+        EXPECT_EQ(log.contains("eventcb: Connection error to server: 127.0.0.6"),
+                  std::find(list.begin(), tried, refusing) != tried);
         NSList want{*tried};
         want.insert(want.end(), std::next(tried), list.end());
         want.insert(want.end(), list.begin(), tried);
