@@ -3,11 +3,12 @@
 isolate() moves a program into new network, mount and pid namespaces: no packet leaves, /opt/vos
 and the resolver's files are its own, and the kernel ends whatever it leaves behind.
 """
-import json, os, shutil, signal, subprocess, sys, tempfile, time
+import json, os, shutil, signal, socket, subprocess, sys, tempfile, time
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BIN = os.environ.get("VOS_BIN", os.path.join(TOP, "build/release/bin"))
 SECRET = "s3cret phrase"
+RESOLV_CONF = "/opt/resolv.conf"
 
 
 def isolate():
@@ -31,17 +32,24 @@ def enter():
     hosts.close()
     for command in (["ip", "link", "set", "lo", "up"],
                     ["mount", "-t", "tmpfs", "none", "/opt"], ["mkdir", "/opt/vos"],
+                    ["touch", RESOLV_CONF],
                     ["mount", "--bind", hosts.name, "/etc/hosts"]):
         subprocess.run(command, check=True)
     os.unlink(hosts.name)
     resolver = os.path.realpath("/etc/resolv.conf")
     if os.path.exists(resolver):
-        subprocess.run(["mount", "--bind", "/dev/null", resolver], check=True)
+        subprocess.run(["mount", "--bind", RESOLV_CONF, resolver], check=True)
     subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
                     "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=node",
                     "-keyout", "/opt/key", "-out", "/opt/crt"], check=True, capture_output=True)
     with open("/opt/vos/client.pem", "w") as pem:
         pem.write(open("/opt/key").read() + open("/opt/crt").read())
+
+
+def set_name_servers(*addresses):
+    """Has /etc/resolv.conf name these; there are none at first."""
+    with open(RESOLV_CONF, "w") as file:
+        file.write("".join(f"nameserver {address}\n" for address in addresses))
 
 
 def until(condition, what, seconds=20):
@@ -78,6 +86,8 @@ log4cpp.appender.F.layout=PatternLayout
 log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
 """)
         self.write_conf()
+        # Started by a path of its own: the hosts file lies beside the program.
+        os.symlink(BIN + "/vos_monitor", self.path("vos_monitor"))
         sealed = subprocess.run([BIN + "/vosctl", "seal"], input=SECRET + "\n", text=True,
                                 cwd=self.folder, capture_output=True, check=True)
         self.configure(**{"General.hmac_secret": sealed.stdout.strip()}, **settings)
@@ -134,7 +144,7 @@ log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
         does before it becomes the daemon."""
         mount = f"mount --bind {proc} /proc &&" if proc else ""
         self.daemon = self.run_in_background("out", [
-            "unshare", "--mount", "/bin/sh", "-c", f"{mount} exec {BIN}/vos_monitor {shell}"])
+            "unshare", "--mount", "/bin/sh", "-c", f"{mount} exec {self.path('vos_monitor')} {shell}"])
         if wait_for:
             self.wait_for_log(wait_for)
         return self
@@ -178,3 +188,27 @@ log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
                 process.send_signal(signal.SIGKILL)
                 process.wait()
         shutil.rmtree(self.folder, ignore_errors=True)
+
+
+class Peer:
+    """A supervisor in a script: takes hello and heartbeats, sends what a test wants."""
+
+    def __init__(self, node):
+        self.beats = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.beats.bind(node.path("watchdog.sock"))
+        self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        self.listener.bind(node.path("vos.sock"))
+        self.listener.listen()
+        self.listener.settimeout(10)
+
+    def accept(self):
+        self.link = self.listener.accept()[0]
+        return self.link.recv(4096)
+
+    def heartbeat(self, seconds=5):
+        self.beats.settimeout(seconds)
+        return self.beats.recv(4096)
+
+    def close(self):
+        for end in (self.beats, self.listener, self.link):
+            end.close()

@@ -1,6 +1,6 @@
 """Supervisor, control messages and heartbeat: the real programs, and a peer that is not ours."""
 import concurrent.futures, json, os, random, re, shutil, signal, socket, struct, subprocess, sys, time
-from nodetest import BIN, NodeTest, run, until
+from nodetest import BIN, NodeTest, Peer, run, until
 
 ROUNDS = int(os.environ.get("VOS_SIGNAL_ROUNDS", "100"))
 FLOOD = int(os.environ.get("VOS_FLOOD", "100000"))
@@ -8,30 +8,6 @@ FLOOD = int(os.environ.get("VOS_FLOOD", "100000"))
 
 def record(kind, sender=b"supervisor", destination=b"node-7"):
     return struct.pack("=H16s38s", kind, sender, destination)
-
-
-class Peer:
-    """A supervisor in a script: takes hello and heartbeats, sends what a test wants."""
-
-    def __init__(self, node):
-        self.beats = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        self.beats.bind(node.path("watchdog.sock"))
-        self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-        self.listener.bind(node.path("vos.sock"))
-        self.listener.listen()
-        self.listener.settimeout(10)
-
-    def accept(self):
-        self.link = self.listener.accept()[0]
-        return self.link.recv(4096)
-
-    def heartbeat(self, seconds=5):
-        self.beats.settimeout(seconds)
-        return self.beats.recv(4096)
-
-    def close(self):
-        for end in (self.beats, self.listener, self.link):
-            end.close()
 
 
 def memory(pid):
