@@ -55,7 +55,7 @@ std::string format_persistent_hosts(const HostsTable& table)
     std::string text;
     for (const auto& [host, addresses] : table) {
         for (const auto& address : addresses)
-            text += host + " " + address + "\n";
+            text.append(host).append(" ").append(address).append("\n");
     }
     return text;
 }

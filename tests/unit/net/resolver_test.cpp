@@ -17,7 +17,7 @@ namespace {
 using nyx::NSList;
 using Datagrams = std::vector<std::string>;
 using Script = std::function<Datagrams(const std::string& query)>;
-constexpr unsigned timeout_ms = 60;
+constexpr unsigned timeout_ms = 100;
 const auto port = static_cast<unsigned short>(10000 + ::getpid() % 20000);
 
 in_addr_t server(unsigned number)
@@ -124,7 +124,8 @@ TEST_F(DnsResolverTest, finds_the_server_that_answers_and_learns_the_order)
 {
     const Server silent(1, &silence), failing(4, code(2));
     const Server late(
-        2, [](const auto& q) { return Datagrams{answer_to(q, 1, a_record(9, 9))}; }, 90);
+        2, [](const auto& q) { return Datagrams{answer_to(q, 1, a_record(9, 9))}; },
+        timeout_ms * 3 / 2);
     const Server good(3, code(0));
     const auto refusing = server(5); // nobody listens there
     std::vector<in_addr_t> order{server(1), server(2), server(3), refusing};
