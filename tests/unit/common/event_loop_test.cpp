@@ -64,20 +64,6 @@ TEST_F(EventLoop, adding_a_pending_timer_charges_it_again)
     EXPECT_EQ(m_log.count("Event removed"), 1);
 }
 
-TEST_F(EventLoop, only_descriptor_zero_keeps_its_blocking_mode)
-{
-    int pair[2];
-    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    NYXEventLibEvent event(EV_READ, ignore, nullptr);
-    EXPECT_TRUE(event.add(pair[0], -1));
-    EXPECT_TRUE(::fcntl(pair[0], F_GETFL) & O_NONBLOCK);
-    event.del(false);
-    EXPECT_FALSE(event.add(::open("/dev/null", O_RDONLY) + 100, -1)) << "a closed descriptor";
-    EXPECT_TRUE(m_log.contains("Failed to set socket as non-blocking. errno: 9"));
-    ::close(pair[0]);
-    ::close(pair[1]);
-}
-
 TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
 {
     int first = 0;

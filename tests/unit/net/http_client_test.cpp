@@ -117,19 +117,6 @@ TEST_F(HttpClientTest, a_second_request_leaves_the_first_alone)
     EXPECT_TRUE(log.contains("Failed setting request timeout"));
 }
 
-TEST_F(HttpClientTest, a_get_collects_no_more_than_fits)
-{
-    ASSERT_TRUE(client.init_get_request_async(url, "h", "", true, "now", "me", 10));
-    drive(client);
-    EXPECT_EQ(client.get_response().substr(0, 13), "HTTP/1.1 403 "); // it takes reports only
-    char more[] = "cd";
-    std::string text = "ab";
-    EXPECT_EQ(nyx::write_callback(more, 1, 2, &text), 2);
-    EXPECT_EQ(text, "abcd");
-    text.resize(nyx::largest_response - 1);
-    EXPECT_EQ(nyx::write_callback(more, 1, 2, &text), 0);
-}
-
 // Not of the suite above, whose log grows.
 TEST(HttpClientLongRunTest, leaves_nothing_behind)
 {

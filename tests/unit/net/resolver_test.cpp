@@ -188,19 +188,6 @@ TEST_F(DnsResolverTest, failed_queries_are_repeated_as_often_as_was_asked_for)
     }
 }
 
-TEST_F(DnsResolverTest, the_cache_answers_until_the_ttl_is_over)
-{
-    Server good(1, code(0));
-    use({server(1)});
-    for (const bool cached : {true, true, false})
-        EXPECT_EQ(found(0, cached), "192.0.2.1");
-    EXPECT_EQ(good.asked, 2);
-    nyx::DNSCache::shared().save_answer("zel.example", -1, {"stale"});
-    good.script = code(0, ~0U); // 136 years
-    EXPECT_EQ(found(0, true), "192.0.2.1");
-    EXPECT_EQ(nyx::DNSCache::shared().get_answer("zel.example")->get_ttl(), 0);
-}
-
 TEST_F(DnsResolverTest, a_cancelled_query_is_silent_and_a_callback_may_end_the_resolver)
 {
     Server silent(1, &silence);

@@ -1,6 +1,5 @@
 #include "net/zel_request.h"
 
-#include "net/http_headers.h"
 #include "net/resolver.h"
 #include "net/server_url.h"
 #include "support/captured_log.h"
@@ -49,20 +48,6 @@ TEST(ZelRequestTest, a_body_that_can_not_be_compressed_is_sent_empty)
     EXPECT_EQ(lost.bytes, "");
     EXPECT_FALSE(lost.gzip);
     EXPECT_EQ(nyx::encode_body("report", false, broken).bytes, "report");
-}
-
-TEST(HttpHeadersTest, come_in_a_fixed_order)
-{
-    const auto lines = [](const nyx::CurlList& list) {
-        std::string text;
-        for (const auto* line = list.get(); line != nullptr; line = line->next)
-            text += std::string(line->data) + "|";
-        return text;
-    };
-    EXPECT_EQ(lines(nyx::make_header_list("h", "", "", false, false)), "Host: h|");
-    EXPECT_EQ(lines(nyx::make_header_list("h", "d", "a", true, true)),
-              "Host: h|Content-Type: application/json|Date: d|Authorization: a|"
-              "Content-Encoding: gzip|");
 }
 
 TEST(ResolverTest, answers_at_once_from_what_the_host_knows)

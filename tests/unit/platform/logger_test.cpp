@@ -45,15 +45,6 @@ TEST_F(LoggerTest, record_is_one_line_unless_it_asks_to_keep_its_lines)
     EXPECT_EQ(m_folder.read("log"), "Test INFO forged\\nTest INFO second\nTest INFO body\n{}\n");
 }
 
-TEST_F(LoggerTest, trace_is_switched_on_by_its_number)
-{
-    LogSettings::load(m_folder.write("log.properties", settings("700", m_folder.file("log"))));
-    EXPECT_TRUE(m_log.is_debug_enabled());
-    EXPECT_FALSE(m_log.is_trace_enabled());
-    LogSettings::load(m_folder.write("log.properties", settings("750", m_folder.file("log"))));
-    EXPECT_TRUE(m_log.is_trace_enabled());
-}
-
 TEST_F(LoggerTest, file_that_does_not_load_is_named_and_changes_nothing)
 {
     const auto good = settings("NOTICE", m_folder.file("log"));

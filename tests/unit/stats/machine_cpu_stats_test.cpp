@@ -67,16 +67,6 @@ TEST_F(Sampler, reads_the_aggregate_line_or_adds_nothing)
     EXPECT_DOUBLE_EQ(mean, 100.0 * 8 / 36) << "without the guest columns";
 }
 
-TEST_F(Sampler, figures_of_none_and_of_huge_skews)
-{
-    EXPECT_TRUE(std::isnan(calc_variance({}, mean, skew)) && std::isnan(mean) && skew == 0);
-    EXPECT_EQ(calc_variance({{2.0, largest_int}, {4.0, 1}}, mean, skew), 1.0);
-    EXPECT_EQ(skew, largest_int) << "not more";
-    CPUStatSampler::get_clock_skew(at_ms(1000)); // the clock before
-    EXPECT_EQ(CPUStatSampler::get_clock_skew(at_ms(1L << 40)), largest_int);
-    EXPECT_EQ(CPUStatSampler::get_clock_skew(at_ms(1000)), 0) << "backwards";
-}
-
 TEST_F(Sampler, own_thread_samples_until_it_is_stopped)
 {
     const auto path = proc.write("vos.conf", "General: { max_thread_runtime_ms = 5000; };");

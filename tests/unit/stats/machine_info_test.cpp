@@ -65,32 +65,8 @@ TEST(MachineCpu, usage_of_two_cores_between_reads)
     EXPECT_THROW(nyx_monitor::MachineCpuInfo(false, proc.path(), 0), std::runtime_error);
 }
 
-TEST(MachineInfo, follows_the_configuration)
+TEST(MachineInfo, tcp_memory_is_a_number_of_pages)
 {
-    const TempFolder folder;
-    const auto write = [&](const std::string& more) {
-        const auto general = "max_thread_runtime_ms = 5000; vos_id = \"node-7\"; ";
-        return folder.write("vos.conf", "General: { " + (general + more) + "};");
-    };
-    const std::string address = "vos_public_ip = \"192.0.2.7\"; ";
-    nyx::AConfigurator configurator(write(address).c_str(), false);
-    nyx::TheConfigurator::set_configurator(&configurator);
-    nyx_monitor::MachineInfo info(true, captured_proc);
-    const CapturedLog log;
-    const auto report = info.generate_machine_info_report();
-    EXPECT_EQ(report.at("id").dump() + report.at("ip_address").dump(), R"("node-7""192.0.2.7")");
-    EXPECT_EQ(report.at("ram").at("used"), 24684100.0 - 24161632 - 1028 - 387476);
-    EXPECT_TRUE(report.at("cpu").contains("cpu-stats"));
-    EXPECT_EQ(log.count("print_process_cpu_and_ram: TCP memory consumption is : "), 1);
-
-    write("");
-    configurator.reload_configuration();
-    EXPECT_EQ(info.generate_machine_info_id_report().dump(), R"({"id":"N/A","ip_address":"N/A"})");
-    write(address + "quiet_node = true; ");
-    configurator.reload_configuration();
-    nyx_monitor::MachineInfo(false, captured_proc).generate_machine_info_report();
-    EXPECT_EQ(log.count("TCP memory"), 1) << "not of the quiet node";
-    nyx::TheConfigurator::set_configurator(nullptr);
     EXPECT_EQ(nyx_monitor::tcp_memory_bytes("246\n"), 246 * 4096);
     EXPECT_THROW(nyx_monitor::tcp_memory_bytes(""), std::invalid_argument);
     EXPECT_THROW(nyx_monitor::tcp_memory_bytes("9223372036854775807"), std::out_of_range);

@@ -1,5 +1,3 @@
-#include "common/nyx_configurator.h"
-#include "support/captured_log.h"
 #include "support/temp_folder.h"
 #include "utils/nyx_crypto.h"
 
@@ -71,23 +69,4 @@ TEST(Crypto, key_file_that_can_not_be_trusted_is_refused_with_the_reason)
     std::filesystem::remove(path);
     std::filesystem::create_directory(path);
     EXPECT_TRUE(refused("not a regular file"));
-}
-
-TEST(Crypto, decrypt_fails_with_one_line_that_keeps_the_secret)
-{
-    const TempFolder folder;
-    const auto key_file = folder.file("secret.key");
-    AConfigurator conf(
-        folder.write("vos.conf", "General = { hmac_key_file = \"" + key_file + "\"; };").c_str(),
-        false);
-    TheConfigurator::set_configurator(&conf);
-    CapturedLog log;
-    EXPECT_EQ(Crypto().decrypt("v1:AAAA"), "");
-    std::string failure;
-    create_key_file(key_file, failure);
-    EXPECT_EQ(Crypto().decrypt("plain-secret"), "");
-    EXPECT_EQ(log.count("decrypt: "), 2);
-    EXPECT_EQ(log.count("plain-secret"), 0);
-    EXPECT_EQ(Crypto().decrypt(seal_secret(*read_key_file(key_file, failure), "open")), "open");
-    TheConfigurator::set_configurator(nullptr);
 }
