@@ -348,7 +348,9 @@ class Storm(NodeTest):
             node.daemon.kill()
             node.daemon.wait()
             return "stopped"
-        self.assertIn(node.daemon.poll(), (0, -number, -15), number)
+        # A sanitizer has a handler for SIGBUS of its own, until the daemon's stands.
+        own = (1,) if "san/" in BIN and number == signal.SIGBUS else ()
+        self.assertIn(node.daemon.poll(), (0, -number, -15, *own), number)
         return node.daemon.poll()
 
 
