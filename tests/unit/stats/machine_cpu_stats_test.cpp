@@ -6,13 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 namespace {
 
 using namespace nyx_monitor;
 
-constexpr int largest_int = 2147483647;
 constexpr auto at_ms = [](long ms) { return timespec{ms / 1000, ms % 1000 * 1000000}; };
 
 struct Sampler : testing::Test {
