@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 namespace nyx {
@@ -28,6 +30,23 @@ bool is_readable_kind(const std::string& path)
 {
     struct stat found {};
     return ::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode);
+}
+
+/// The tree as libconfig writes it. In memory, as its own writing to a file
+/// does not notice a disk that is full.
+std::string text_of(const libconfig::Config& config)
+{
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const out = ::open_memstream(&text, &size);
+    if (out == nullptr)
+        throw std::bad_alloc();
+    config.write(out);
+    const bool complete = std::fclose(out) == 0;
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+    if (!complete)
+        throw std::bad_alloc();
+    return {text, size};
 }
 
 /// Tells of a component's failure; called from a catch clause.
@@ -87,11 +106,8 @@ bool AConfigurator::save_configuration()
     m_file_lock.write_lock();
     bool saved = true;
     try {
-        const auto beside = m_file_name + ".tmp";
-        config.writeFile(beside.c_str());
-        if (std::rename(beside.c_str(), m_file_name.c_str()) != 0)
-            throw libconfig::FileIOException();
-    } catch (const libconfig::FileIOException& error) {
+        platform::replace_file(m_file_name, text_of(config));
+    } catch (const std::exception& error) {
         logger().error("Error saving configuration: ", error.what());
         saved = false;
     }

@@ -160,4 +160,19 @@ TEST(Configurator, look_ups_keep_the_default_for_a_key_of_another_type)
     TheConfigurator::set_configurator(nullptr);
 }
 
+TEST(Configurator, saves_what_it_read)
+{
+    const TempFolder folder;
+    const auto path = folder.write("vos.conf", "a = 1;");
+    AConfigurator conf(path.c_str(), false);
+    conf.config.lookup("a") = 2;
+    EXPECT_TRUE(conf.save_configuration());
+    EXPECT_NE(folder.read("vos.conf").find("a = 2;"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(path + ".tmp"));
+    std::filesystem::remove_all(folder.path());
+    CapturedLog log;
+    EXPECT_FALSE(conf.save_configuration());
+    EXPECT_TRUE(log.contains("Error saving configuration: "));
+}
+
 } // namespace
