@@ -27,8 +27,8 @@ void log_request(const unsigned char* msg, std::size_t size, const char* size_wa
 {
     if (size > sizeof(ipcmsg_t))
         monitor_logger().warning(size_warning, size);
-    const auto record = ipc_record(msg);
-    monitor_logger().info(requester, ipc_text(record.sender, sizeof record.sender), " ].");
+    if (const auto message = parse_ipc_message(msg, size))
+        monitor_logger().info(requester, message->sender, " ].");
 }
 
 } // namespace
@@ -71,13 +71,13 @@ void read_msgs()
 void handle_ipc_msg(const unsigned char* msg, std::size_t size)
 {
     auto& log = monitor_logger();
-    if (size < sizeof(ipcmsg_t)) {
+    const auto message = parse_ipc_message(msg, size);
+    if (!message) {
         log.warning("handle_ipc_msg: incoming message size (", size, ") is too small.");
         return;
     }
     log.debug("handle_ipc_read_event: IPC msg received; size = ", size);
-    const auto type = ipc_record(msg).type;
-    switch (type) {
+    switch (message->type) {
     case ipc_terminate:
         log.info("Received termination signal");
         handle_term_msg(msg, size);
@@ -91,7 +91,7 @@ void handle_ipc_msg(const unsigned char* msg, std::size_t size)
         handle_reconf_msg(msg, size);
         break;
     default:
-        log.warning("handle_ipc_msg: unsupported message type: ", type);
+        log.warning("handle_ipc_msg: unsupported message type: ", message->type);
     }
 }
 

@@ -30,10 +30,12 @@ std::optional<Answer> SupervisorLink::ask(std::uint16_t type)
         return std::nullopt;
     std::array<char, 65536> buffer;
     const auto length = read_msg(m_fd.get(), buffer.data(), buffer.size(), 0);
-    if (length < static_cast<ssize_t>(sizeof(ipcmsg_t)))
+    if (length < 0)
         return std::nullopt;
-    return Answer{ipc_record(buffer.data()).type,
-                  std::string(buffer.data() + sizeof(ipcmsg_t), buffer.data() + length)};
+    const auto message = parse_ipc_message(buffer.data(), static_cast<std::size_t>(length));
+    if (!message)
+        return std::nullopt;
+    return Answer{message->type, std::string(message->text)};
 }
 
 } // namespace vosctl

@@ -117,25 +117,24 @@ void ControlServer::read_link(Link& link)
         link.event.add(link.fd.get(), -1);
 }
 
-ControlServer::Fate ControlServer::handle(Link& link, const unsigned char* message,
-                                          std::size_t size)
+ControlServer::Fate ControlServer::handle(Link& link, const unsigned char* bytes, std::size_t size)
 {
-    if (size < sizeof(ipcmsg_t)) {
+    const auto message = parse_ipc_message(bytes, size);
+    if (!message) {
         logger().warning("control link: a message of ", size, " bytes is too short");
         return &link == m_daemon ? Fate::keep : Fate::close;
     }
-    const auto record = ipc_record(message);
     if (&link == m_daemon) {
-        logger().debug("the daemon sent a message of type ", record.type);
+        logger().debug("the daemon sent a message of type ", message->type);
         return Fate::keep;
     }
-    switch (record.type) {
+    switch (message->type) {
     case ipc_hello:
         return welcome_daemon(link);
     case ipc_reconfigure:
     case ipc_terminate:
     case ipc_stop:
-        return forward_request(link, record);
+        return forward_request(link, *message);
     case ipc_status: {
         ipcmsg_t answer;
         init_ipc_hdr(&answer, ipc_status_answer, own_name, "");
@@ -143,7 +142,7 @@ ControlServer::Fate ControlServer::handle(Link& link, const unsigned char* messa
         return Fate::close;
     }
     default:
-        logger().warning("control link: unsupported message type ", record.type);
+        logger().warning("control link: unsupported message type ", message->type);
         return Fate::close;
     }
 }
@@ -162,16 +161,18 @@ ControlServer::Fate ControlServer::welcome_daemon(Link& link)
     return Fate::keep;
 }
 
-ControlServer::Fate ControlServer::forward_request(Link& link, const ipcmsg_t& request)
+ControlServer::Fate ControlServer::forward_request(Link& link, const IpcMessage& request)
 {
-    const auto sender = ipc_text(request.sender, sizeof request.sender);
-    logger().info("request of type ", request.type, " from ", sender);
-    const int error = m_daemon != nullptr ? send_msg(m_daemon->fd.get(), request) : ENOTCONN;
+    logger().info("request of type ", request.type, " from ", request.sender);
+    ipcmsg_t forwarded;
+    init_ipc_hdr(&forwarded, request.type, request.sender.c_str(), request.destination.c_str());
+    const int error = m_daemon != nullptr ? send_msg(m_daemon->fd.get(), forwarded) : ENOTCONN;
     if (error != 0)
         logger().warning("request of type ", request.type,
                          " could not be forwarded: ", std::strerror(error));
     ipcmsg_t answer;
-    init_ipc_hdr(&answer, error == 0 ? ipc_done : ipc_no_daemon, own_name, sender.c_str());
+    init_ipc_hdr(&answer, error == 0 ? ipc_done : ipc_no_daemon, own_name,
+                 request.sender.c_str());
     send_msg(link.fd.get(), answer);
     if (error == 0)
         m_callbacks.forwarded(request.type);

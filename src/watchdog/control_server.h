@@ -44,9 +44,9 @@ private:
     void add_link(int fd);
     void close_link(Link& link);
     void read_link(Link& link);
-    Fate handle(Link& link, const unsigned char* message, std::size_t size);
+    Fate handle(Link& link, const unsigned char* bytes, std::size_t size);
     Fate welcome_daemon(Link& link);
-    Fate forward_request(Link& link, const ipcmsg_t& request);
+    Fate forward_request(Link& link, const IpcMessage& request);
 
     ControlCallbacks m_callbacks;
     platform::UniqueFd m_listener;

@@ -41,11 +41,9 @@ void HeartbeatSocket::read_some()
         const auto length = read_msg(m_fd.get(), buffer.data(), buffer.size(), 0);
         if (length <= 0)
             return;
-        if (length != static_cast<ssize_t>(sizeof(ipcmsg_t)))
-            continue;
-        const auto record = ipc_record(buffer.data());
-        if (record.type == ipc_heartbeat &&
-            ipc_text(record.sender, sizeof record.sender) == m_sender)
+        const auto message = parse_ipc_message(buffer.data(), static_cast<std::size_t>(length));
+        if (message && message->text.empty() && message->type == ipc_heartbeat &&
+            message->sender == m_sender)
             m_on_heartbeat();
     }
 }

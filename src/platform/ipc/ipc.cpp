@@ -18,12 +18,6 @@ namespace {
 
 using platform::UniqueFd;
 
-void copy_name(char* field, std::size_t capacity, const char* name)
-{
-    const auto length = std::min(std::strlen(name), capacity - 1);
-    std::fill_n(std::copy_n(name, length, field), capacity - length, '\0');
-}
-
 /// The address of <dir>/<name>.sock; false when the path is too long for one.
 bool socket_address(const char* name, sockaddr_un* address)
 {
@@ -105,30 +99,10 @@ int open_bound(int* fd, const char* name, int type)
 
 } // namespace
 
-void init_ipc_hdr(ipcmsg_t* message, std::uint16_t type, const char* sender,
-                  const char* destination)
-{
-    message->type = type;
-    copy_name(message->sender, sizeof message->sender, sender);
-    copy_name(message->destination, sizeof message->destination, destination);
-}
-
-std::string ipc_text(const char* field, std::size_t capacity)
-{
-    return {field, ::strnlen(field, capacity)};
-}
-
 std::string ipc_dir()
 {
     const char* dir = std::getenv("VOS_IPC_DIR");
     return dir != nullptr && *dir != '\0' ? dir : "/run/vos";
-}
-
-ipcmsg_t ipc_record(const void* message)
-{
-    ipcmsg_t record;
-    std::memcpy(&record, message, sizeof record);
-    return record;
 }
 
 pid_t ipc_peer_pid(int fd)

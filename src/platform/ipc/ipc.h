@@ -5,40 +5,13 @@
 // here blocks and no send raises SIGPIPE. Errors are errno values.
 #pragma once
 
+#include "platform/ipc/ipc_record.h"
+
 #include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-
-/// Message types.
-enum : std::uint16_t {
-    ipc_heartbeat = 1,
-    ipc_reconfigure = 2,
-    ipc_terminate = 5,
-    ipc_stop = 11,
-    ipc_hello = 100,         ///< first record of the daemon on the control link
-    ipc_done = 101,          ///< supervisor to a tool: forwarded
-    ipc_no_daemon = 102,     ///< supervisor to a tool: no daemon on the link
-    ipc_status = 110,        ///< tool to supervisor: how is the daemon?
-    ipc_status_answer = 111, ///< supervisor to a tool: a record, then JSON text
-};
-
-/// One record, host byte order. The names are NUL-terminated by those who
-/// write them; who reads must not rely on it (see ipc_text).
-struct __attribute__((packed)) ipcmsg_t {
-    std::uint16_t type;
-    char sender[16];
-    char destination[38];
-};
-static_assert(sizeof(ipcmsg_t) == 56);
-
-/// Fills a record; names that are too long are cut.
-void init_ipc_hdr(ipcmsg_t* message, std::uint16_t type, const char* sender,
-                  const char* destination);
-
-/// The text in a name field of `capacity` bytes, with or without its NUL.
-std::string ipc_text(const char* field, std::size_t capacity);
 
 /// The folder of the sockets: the environment variable VOS_IPC_DIR, or
 /// /run/vos.
@@ -72,9 +45,6 @@ int dispatch_msg(std::uint16_t type, int fd, const char* sender, const char* des
 /// lost), 0 when nothing waits, -1 on an error or when the other side has
 /// closed the link.
 ssize_t read_msg(int fd, void* buffer, std::size_t capacity, int flags);
-
-/// The record at the start of a message of at least its size.
-ipcmsg_t ipc_record(const void* message);
 
 /// The process at the other end of a connected socket; 0 when unknown.
 pid_t ipc_peer_pid(int fd);

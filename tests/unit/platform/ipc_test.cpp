@@ -41,10 +41,13 @@ TEST(IpcRecord, layout_and_names)
     EXPECT_EQ(bytes[1], 0);
     EXPECT_STREQ(bytes + 2, "a sender's name");
     EXPECT_STREQ(bytes + 18, "destination");
-    const char full[16] = {'n', 'o', ' ', 'N', 'U', 'L', ' ', 'i',
-                           'n', ' ', 's', 'i', 'g', 'h', 't', '!'};
-    EXPECT_EQ(ipc_text(full, sizeof full), "no NUL in sight!");
-    EXPECT_EQ(ipc_text("", 1), "");
+    std::memcpy(record.sender, "no NUL in sight!", sizeof record.sender);
+    const auto received = std::string(bytes, sizeof record) + "{}";
+    EXPECT_FALSE(parse_ipc_message(bytes, sizeof record - 1));
+    const auto message = parse_ipc_message(received.data(), received.size());
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->sender, "no NUL in sight!");
+    EXPECT_EQ(message->text, "{}");
 }
 
 TEST_F(Ipc, messages_of_every_length_arrive_as_they_were_sent)
