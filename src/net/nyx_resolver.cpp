@@ -196,16 +196,23 @@ void NYXResolver::take(DnsAnswer answer)
         recharge_resolver();
         return;
     }
+    tell_of_dropped();
     NSManeger::instance().notify_ns_status(m_servers.front(), false);
     finished();
+}
+
+/// How many, once the server needs no more patience.
+void NYXResolver::tell_of_dropped() const
+{
+    if (m_dropped > 1)
+        logger().warning("NYXResolver: dropped ", m_dropped, " datagrams from ", server_text(),
+                         " in all, hostname: ", m_response.host);
 }
 
 /// On to the next server, on the next loop turn.
 void NYXResolver::recharge_resolver()
 {
-    if (m_dropped > 1)
-        logger().warning("recharge_resolver", ": dropped ", m_dropped, " datagrams from ",
-                         server_text(), " in all, hostname: ", m_response.host);
+    tell_of_dropped();
     cleanup(); // what this server still sends finds nobody
     NSManeger::instance().notify_ns_status(m_servers.front(), true);
     m_servers.pop_front();

@@ -43,6 +43,7 @@ private:
     void finished();
     unsigned int remaining_ms() const;
     void drop_datagram();
+    void tell_of_dropped() const;
     void take(DnsAnswer answer);
 
     NYXEventLibEventTimer m_start_event;

@@ -171,8 +171,7 @@ ControlServer::Fate ControlServer::forward_request(Link& link, const IpcMessage&
         logger().warning("request of type ", request.type,
                          " could not be forwarded: ", std::strerror(error));
     ipcmsg_t answer;
-    init_ipc_hdr(&answer, error == 0 ? ipc_done : ipc_no_daemon, own_name,
-                 request.sender.c_str());
+    init_ipc_hdr(&answer, error == 0 ? ipc_done : ipc_no_daemon, own_name, request.sender.c_str());
     send_msg(link.fd.get(), answer);
     if (error == 0)
         m_callbacks.forwarded(request.type);

@@ -1,6 +1,6 @@
 // The configured URL of the server, and the URL of a request made from it.
-#include "fuzz/target.h"
 #include "net/server_url.h"
+#include "fuzz/target.h"
 #include "net/zel_request.h"
 
 void fuzz_one(std::string_view input)

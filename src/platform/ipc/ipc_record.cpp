@@ -33,6 +33,7 @@ std::optional<IpcMessage> parse_ipc_message(const void* bytes, std::size_t size)
     if (size < sizeof record)
         return std::nullopt;
     std::memcpy(&record, bytes, sizeof record);
-    return IpcMessage{record.type, text_of(record.sender), text_of(record.destination),
-                      std::string_view(static_cast<const char*>(bytes), size).substr(sizeof record)};
+    return IpcMessage{
+        record.type, text_of(record.sender), text_of(record.destination),
+        std::string_view(static_cast<const char*>(bytes), size).substr(sizeof record)};
 }
