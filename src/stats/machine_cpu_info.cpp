@@ -47,7 +47,7 @@ bool MachineCpuInfo::read_cpu(std::uint64_t now_ms)
         m_total = 0.0;
     } else {
         m_total = usage_since_previous(idle, time);
-        nyx_utils::publish_status(logger(), "read_cpu",
+        nyx_utils::publish_status(logger(), "",
                                   [this](auto& record) { record.cpu_usage = m_total; });
         logger().info("read_cpu: Total CPU usage: ", m_total, "%");
     }

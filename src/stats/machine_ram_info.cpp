@@ -61,7 +61,7 @@ bool MachineRamInfo::read_mem()
     m_used = m_total - ram.not_used;
     const double fraction = m_total == 0.0 ? 0.0 : m_used / m_total;
     logger().info("read_mem: Total RAM used: ", fraction * 100.0, "%");
-    nyx_utils::publish_status(logger(), "read_mem",
+    nyx_utils::publish_status(logger(), "",
                               [fraction](auto& record) { record.ram_usage = fraction; });
     return true;
 }

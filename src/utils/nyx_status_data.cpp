@@ -15,58 +15,95 @@ namespace {
 
 using StatusObject = SharedObject<NyxStatusData>;
 
-constexpr std::int64_t out_of_sync_after_seconds = 60;
-
 SupLogger& shared_logger()
 {
     static SupLogger& instance = SupLogger::get_instance("SharedObject");
     return instance;
 }
 
+std::string after(const std::string& operation)
+{
+    return operation.empty() ? operation : operation + ": ";
+}
+
 /// The record, or null (logged) where there is none to be had.
-StatusObject* open_record(SupLogger& logger, const std::string& caller)
+StatusObject* open_record(SupLogger& logger, const std::string& operation)
 {
     try {
         return &status_record();
     } catch (const std::exception& error) {
-        logger.error(caller, ": ", error.what());
+        logger.error(after(operation), error.what());
         return nullptr;
     }
 }
 
+void log_failed_wait(SupLogger& logger, const std::string& operation, std::int64_t written_at)
+{
+    if (std::time(nullptr) - written_at > status_fresh_seconds)
+        shared_logger().fatal("Shared memory out of sync");
+    const bool inventory = operation.empty();
+    logger.error(after(operation), "Failed locking shared memory for ",
+                 inventory ? StatusObject::record_type_name() : StatusObject::type_name(),
+                 inventory ? "" : " object");
+}
+
+/// Why the copy is of no use; empty when it is.
+std::string fault_of(const NyxStatusData& record)
+{
+    if (record.layout == 0)
+        return "nothing has been written to it yet";
+    if (record.layout != NyxStatusData::current_layout)
+        return "its layout version is " + std::to_string(record.layout) + ", not " +
+               std::to_string(NyxStatusData::current_layout);
+    return {};
+}
+
 } // namespace
 
-StatusObject& status_record()
+StatusObject& status_record(const std::string& name)
 {
-    static StatusObject object(DualNYXHelper::get_nyx_version_num());
+    static StatusObject object(name.empty() ? DualNYXHelper::get_nyx_version_num() : name);
     return object;
 }
 
-void publish_status(SupLogger& logger, const std::string& caller,
+void publish_status(SupLogger& logger, const std::string& operation,
                     const std::function<void(NyxStatusData&)>& write)
 {
     if (!shared_mem_enabled) {
         shared_logger().debug("Shared memory disabled for: ", StatusObject::record_type_name());
         return;
     }
-    auto* object = open_record(logger, caller);
+    auto* object = open_record(logger, operation);
     if (object == nullptr)
         return;
-    const std::int64_t now = std::time(nullptr);
+    auto& record = object->record();
     if (!object->lock()) {
-        if (now - object->record().written_at > out_of_sync_after_seconds)
-            shared_logger().fatal("Shared memory out of sync");
-        logger.error(caller, ": Failed locking shared memory for ", StatusObject::type_name(),
-                     " object");
+        log_failed_wait(logger, operation, record.written_at);
         return;
     }
-    auto& record = object->record();
     write(record);
     record.layout = NyxStatusData::current_layout;
     record.writer_pid = ::getpid();
-    record.written_at = now;
+    record.written_at = std::time(nullptr);
     if (!object->unlock())
         throw std::runtime_error("Failed to unlock shared memory");
+}
+
+std::optional<NyxStatusData> read_status(const std::string& name, std::string& failure)
+{
+    try {
+        StatusObject object(name, SharedMemoryUse::existing);
+        if (!object.lock()) {
+            failure = "its semaphore was held for a second; the holder may be dead";
+            return std::nullopt;
+        }
+        const NyxStatusData copy = object.record();
+        failure = object.unlock() ? fault_of(copy) : "Failed to unlock shared memory";
+        return failure.empty() ? std::optional(copy) : std::nullopt;
+    } catch (const std::runtime_error& error) {
+        failure = error.what();
+        return std::nullopt;
+    }
 }
 
 } // namespace nyx_utils

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 class SupLogger;
@@ -25,16 +26,27 @@ struct NyxStatusData {
     std::uint32_t syn_drops;  ///< packets dropped by the SYN rate limit
 };
 
-/// The process-wide record under the version text's name; made on first use.
-/// Throws std::runtime_error when it can not be opened.
-SharedObject<NyxStatusData>& status_record();
+/// A record that nobody has written for longer says nothing of the machine.
+constexpr std::int64_t status_fresh_seconds = 60;
+
+/// The process-wide record; made at the first call, which settles its name.
+/// Empty: the version text. Throws std::runtime_error when it can not be
+/// opened.
+SharedObject<NyxStatusData>& status_record(const std::string& name = {});
 
 /// Takes the record's semaphore, lets `write` fill its fields, stamps it with
 /// this process's id and the time, and gives the semaphore back. With shared
 /// memory off: one debug record and nothing else. A record that can not be had
-/// is logged through `logger` under the operation's name `caller`. Throws
-/// std::runtime_error when the semaphore can not be given back.
-void publish_status(SupLogger& logger, const std::string& caller,
+/// is logged through `logger`, after the name of the `operation`; writers of
+/// the machine's inventory give none, and their records then name the record's
+/// type in place of the object's. Throws std::runtime_error when the semaphore
+/// can not be given back.
+void publish_status(SupLogger& logger, const std::string& operation,
                     const std::function<void(NyxStatusData&)>& write);
+
+/// A copy of the record `name`, as another process has published it. Makes
+/// none, and waits for its semaphore a second at most. Nothing, and the reason
+/// in `failure`, when there is none, it is locked or of another layout.
+std::optional<NyxStatusData> read_status(const std::string& name, std::string& failure);
 
 } // namespace nyx_utils

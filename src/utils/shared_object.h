@@ -14,12 +14,19 @@ namespace nyx_utils {
 /// Switches every shared record of this process. Off until a program says so.
 extern bool shared_mem_enabled;
 
-/// The mapping and the semaphore, both mode 0600 and created on first use.
+enum class SharedMemoryUse {
+    create,   ///< makes what is not there
+    existing, ///< makes nothing
+};
+
+/// The mapping and the semaphore, both mode 0600. Root's or this user's own:
+/// the folder they lie in is everybody's.
 class SharedMemory {
 public:
     /// `name` without the leading "/". Throws std::runtime_error with the
-    /// reason.
-    SharedMemory(const std::string& name, std::size_t size);
+    /// reason; one that exists and is shorter than `size` is of another layout,
+    /// and is made longer only when it may be created.
+    SharedMemory(const std::string& name, std::size_t size, SharedMemoryUse use);
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
     ~SharedMemory();
@@ -43,7 +50,10 @@ private:
 template <typename T>
 class SharedObject {
 public:
-    explicit SharedObject(const std::string& name) : m_memory(name, sizeof(T)) {}
+    explicit SharedObject(const std::string& name, SharedMemoryUse use = SharedMemoryUse::create)
+        : m_memory(name, sizeof(T), use)
+    {
+    }
 
     bool lock() { return m_memory.lock(); }
     bool unlock() { return m_memory.unlock(); }

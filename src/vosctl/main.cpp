@@ -25,6 +25,7 @@ constexpr Verb verbs[] = {
     {"reload", reload, "let the daemon read its configuration again"},
     {"stop", stop, "end the daemon; its supervisor starts it again"},
     {"terminate", terminate, "end the daemon and its supervisor; they stay down"},
+    {"record", record, "show what the agent publishes in shared memory; --json for programs"},
     {"seal", seal, "read a secret from standard input and print its enciphered form"},
 };
 

@@ -20,4 +20,8 @@ int terminate(const CommandLine& line);
 /// when it is not running or not well.
 int status(const CommandLine& line);
 
+/// record [--json] [--name NAME]: the status record that an agent publishes in
+/// shared memory. exit_failed when there is none to be read, or a stale one.
+int record(const CommandLine& line);
+
 } // namespace vosctl
