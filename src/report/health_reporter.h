@@ -2,10 +2,8 @@
 #pragma once
 
 #include "common/nyx_reconfigure.h"
+#include "report/health_document.h"
 #include "report/reporter.h"
-#include "stats/interface_stats.h"
-#include "stats/machine_info.h"
-#include "stats/proc_stats_manager.h"
 
 #include <map>
 #include <string>
@@ -30,16 +28,9 @@ public:
 
 private:
     void load_local_json_report_path();
-    void load_metadata();
-    libvariant::Variant collect();
     void save_local_copy(const libvariant::Variant& root) const;
 
     nyx::AConfigurator* m_conf; ///< not owned
-    nyx_monitor::MachineInfo m_machine_info{true};
-    InterfaceStatsReport m_interface_report;
+    HealthDocument m_document;
     std::string m_local_json_report_path;
-    std::string m_datacenter_id;
 };
-
-/// The process's one set of monitored processes, created on first use.
-ProcessesManager& processes_manager();

@@ -26,6 +26,7 @@ constexpr Verb verbs[] = {
     {"stop", stop, "end the daemon; its supervisor starts it again"},
     {"terminate", terminate, "end the daemon and its supervisor; they stay down"},
     {"record", record, "show what the agent publishes in shared memory; --json for programs"},
+    {"report", report, "measure this machine for --interval SECONDS (1), and print a report"},
     {"seal", seal, "read a secret from standard input and print its enciphered form"},
 };
 

@@ -21,6 +21,8 @@ class SupervisorLink {
 public:
     /// 0, or an errno value; EACCES for a supervisor of another user.
     int connect();
+    /// The supervisor's process; 0 when unknown.
+    pid_t peer() const { return ipc_peer_pid(m_fd.get()); }
     /// Sends a request and waits at most two seconds for its answer; nothing
     /// when none comes.
     std::optional<Answer> ask(std::uint16_t type);

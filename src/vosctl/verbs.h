@@ -24,4 +24,8 @@ int status(const CommandLine& line);
 /// shared memory. exit_failed when there is none to be read, or a stale one.
 int record(const CommandLine& line);
 
+/// report [--interval SECONDS]: one report of this machine as it is now, on
+/// standard output and nowhere else.
+int report(const CommandLine& line);
+
 } // namespace vosctl

@@ -1,9 +1,9 @@
 #include "platform/logger/log_settings.h"
 
-#include "platform/logger/sup_logger.h"
-
 #include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
+#include <log4cpp/OstreamAppender.hh>
+#include <log4cpp/PatternLayout.hh>
 #include <log4cpp/PropertyConfigurator.hh>
 
 #include <sys/stat.h>
@@ -14,6 +14,7 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -177,6 +178,23 @@ void LogSettings::load(const std::string& path)
     const auto stamp = stamp_of(path);
     apply(path);
     watched = {path, stamp};
+}
+
+void LogSettings::use_standard_error(LogLevel least)
+{
+    const std::lock_guard<std::mutex> guard(watch_mutex);
+    const std::unique_lock<std::shared_mutex> alone(in_use);
+    watched = {};
+    Snapshot::clear();
+    appenders.clear();
+    auto layout = std::make_unique<log4cpp::PatternLayout>();
+    layout->setConversionPattern("%p %c: %m%n");
+    auto& appender = appenders.emplace_back(
+        std::make_unique<log4cpp::OstreamAppender>("standard error", &std::cerr));
+    appender->setLayout(layout.release()); // the appender takes it
+    auto& root = log4cpp::Category::getRoot();
+    root.setPriority(static_cast<log4cpp::Priority::Value>(least));
+    root.addAppender(*appender);
 }
 
 void LogSettings::reload_when_changed() noexcept

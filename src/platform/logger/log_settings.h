@@ -4,6 +4,8 @@
 // modification time and size first, at most once a second.
 #pragma once
 
+#include "platform/logger/sup_logger.h"
+
 #include <shared_mutex>
 #include <string>
 
@@ -13,6 +15,10 @@ public:
     /// Throws std::runtime_error with the path and the reason when it can not
     /// be read or does not load; the settings before the call then stay.
     static void load(const std::string& path);
+
+    /// Has every category write records of `least` and worse to standard error,
+    /// and nowhere else. For a command, whose log is the terminal.
+    static void use_standard_error(LogLevel least);
 
     /// Loads the watched file again when it has changed since the last look.
     /// A file that does not load leaves the settings in force and logs one

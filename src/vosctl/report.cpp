@@ -1,0 +1,90 @@
+#include "common/nyx_configurator.h"
+#include "platform/logger/log_settings.h"
+#include "report/health_document.h"
+#include "utils/text_file.h"
+#include "vosctl/supervisor_link.h"
+#include "vosctl/verbs.h"
+
+#include <chrono>
+#include <cstring>
+#include <iostream>
+#include <optional>
+#include <thread>
+
+namespace vosctl {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+std::optional<seconds> parse_interval(const std::vector<std::string>& arguments)
+{
+    constexpr unsigned longest = 3600;
+    if (arguments.empty())
+        return seconds{1};
+    if (arguments.size() != 2 || arguments[0] != "--interval")
+        return std::nullopt;
+    const auto count = nyx_utils::to_number<unsigned>(arguments[1]);
+    if (!count || *count == 0 || *count > longest)
+        return std::nullopt;
+    return seconds{*count};
+}
+
+/// Under which process the monitored ones are: the supervisor, or what a
+/// daemon without one would take.
+int supervisor_pid()
+{
+    SupervisorLink link;
+    const int error = link.connect();
+    if (error == 0 && link.peer() != 0)
+        return link.peer();
+    std::cerr << "vosctl report: no supervisor at " << ipc_dir() << " (" << std::strerror(error)
+              << "); its processes are not in the report\n";
+    return ::getppid();
+}
+
+/// Sleeps to where the wall clock's second is `offset` old.
+void sleep_into_second(milliseconds offset)
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto age = std::chrono::duration_cast<milliseconds>(now % seconds{1});
+    std::this_thread::sleep_for((offset - age + seconds{1}) % seconds{1});
+}
+
+/// The second of two documents, `interval` apart. Rates are told by whole
+/// seconds of the wall clock, so both begin with one; the CPU sampler, which
+/// starts with the document and wakes once a second, is kept half a second off.
+libvariant::Variant measure(nyx::AConfigurator& conf, int root_pid, seconds interval)
+{
+    sleep_into_second(milliseconds{500});
+    HealthDocument document(&conf);
+    document.load_metadata();
+    sleep_into_second(milliseconds{0});
+    const auto begin = std::chrono::steady_clock::now();
+    document.collect(root_pid);
+    std::this_thread::sleep_until(begin + interval);
+    return document.collect(root_pid);
+}
+
+} // namespace
+
+int report(const CommandLine& line)
+{
+    const auto interval = parse_interval(line.arguments);
+    if (!interval) {
+        std::cerr << "usage: vosctl report [--interval SECONDS], 1 to 3600 (1)\n";
+        return exit_usage;
+    }
+    LogSettings::use_standard_error(LogLevel::warning);
+    nyx::AConfigurator conf(line.config.c_str(), false);
+    nyx::TheConfigurator::set_configurator(&conf);
+    const auto root = measure(conf, supervisor_pid(), *interval);
+    std::cout << HealthDocument::transmitted_text(root) << '\n' << std::flush;
+    if (std::cout)
+        return exit_done;
+    std::cerr << "vosctl report: standard output can not be written\n";
+    return exit_failed;
+}
+
+} // namespace vosctl

@@ -1,0 +1,47 @@
+"""vosctl report: what the daemon would say, from a command that leaves no trace."""
+import json, os, shutil, subprocess
+from nodetest import BIN, NodeTest, run, until
+
+NOBODY = ["setpriv", "--reuid", "65534", "--clear-groups"]
+CHATTER = "while :; do echo x > /dev/udp/127.0.0.1/9; sleep 0.02; done"
+
+
+def names(document):
+    return [*document, *(entry["process_name"] for entry in document["processes_stats"])]
+
+
+class Report(NodeTest):
+    def test_beside_a_daemon_and_as_nobody(self):
+        node = self.node(**{"Monitoring.report_freq": 600000,
+                            "General.zel_report_url": "https://127.0.0.1:1"})
+        shutil.copy(BIN + "/vosctl", node.path("vosctl"))
+        os.chmod(node.folder, 0o755)
+        node.daemon = node.run_in_background("out", [BIN + "/vos_watchdog"])
+        daemons = json.loads(until(lambda: node.read("report.json"), "the daemon's report"))
+        written = os.stat(node.path("report.json"))
+        node.server = node.run_in_background("chatter", ["bash", "-c", CHATTER])
+        for user, options, status in (([], ["--interval", "2"], 0), (NOBODY, [], 0),
+                                      ([], ["--interval", "0"], 2), ([], ["--config", "no"], 1)):
+            if user and subprocess.run(user + ["true"], capture_output=True).returncode != 0:
+                continue  # not root, and so nobody already
+            done = subprocess.run(user + [node.path("vosctl"), "report"] + options,
+                                  cwd=node.folder, env=dict(os.environ, VOS_IPC_DIR=node.folder),
+                                  capture_output=True, text=True)
+            self.assertEqual(done.returncode, status, done.stderr)
+            self.assertEqual(bool(done.stdout), status == 0)
+            if not done.stdout:
+                continue
+            report = json.loads(done.stdout)
+            self.assertEqual(names(report), names(daemons))
+            self.assertEqual("no supervisor" in done.stderr, bool(user), done.stderr)
+            rest = sum(entry["cpu"] for entry in report["processes_stats"][-2:])
+            self.assertAlmostEqual(rest + report["processes"]["cpu"], 100, 3)
+            samples = report["machine-info"]["cpu"]["cpu-stats"]["num-of-samples"]
+            self.assertEqual(samples, 1 if user else 2)
+            self.assertTrue(5 < report["interfaces"][0]["rates"]["rx_pps"] <= 200, report)
+        self.assertEqual(os.stat(node.path("report.json")), written)
+        self.assertEqual(node.read("log").count("generate_procs_report"), 1)
+
+
+if __name__ == "__main__":
+    run()
