@@ -172,6 +172,15 @@ void AConfigurator::unregister_reconfiguration_cb(IReconfigure* component)
         m_callbacks.erase(found);
 }
 
+libconfig::Setting* AConfigurator::find_setting(const std::string& path) const
+{
+    try {
+        return path.empty() ? &config.getRoot() : &config.lookup(path);
+    } catch (const libconfig::SettingException&) {
+        return nullptr;
+    }
+}
+
 std::string configuration_error_text(const std::exception& error)
 {
     const auto* parse = dynamic_cast<const libconfig::ParseException*>(&error);

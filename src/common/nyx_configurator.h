@@ -7,9 +7,11 @@
 
 #include <libconfig.h++>
 
+#include <cstddef>
 #include <exception>
 #include <list>
 #include <string>
+#include <vector>
 
 namespace nyx {
 
@@ -51,6 +53,34 @@ public:
     /// ends.
     void register_reconfiguration_cb(IReconfigure* component);
     void unregister_reconfiguration_cb(IReconfigure* component);
+
+    /// @name Settings as text
+    /// The empty path is the root; it has no name, so its children stand at
+    /// level 0. `out` is replaced.
+    /// @{
+
+    /// The setting at `path`: "name = value;" and a line feed, or the lines of
+    /// a group. False, and one error record, when there is none (`out` stays)
+    /// or it is an array or a list, of which `out` gets no more than "name = ".
+    bool get_value_as_a_string(const char* path, std::string& out);
+    /// The same of `setting`, moved in by `level` steps of two blanks.
+    static bool get_value_as_a_string(libconfig::Setting& setting, std::string& out, int level);
+    /// The lines of a group; arrays and lists in it leave "name = " without a
+    /// line feed. False, and nothing, for anything else.
+    static bool group_to_string(const libconfig::Setting& setting, std::string& out, int level);
+    /// Two blanks per level; none below level 1.
+    static std::string level_spaces(int level);
+
+    /// Replaces `keys` by "path=value" of each scalar in the tree, texts
+    /// without quotes, floats in single precision. Returns their number.
+    std::size_t list_all_keys(std::vector<std::string>& keys);
+    /// Appends the same of `setting` and what is in it.
+    static void list_setting_keys(const libconfig::Setting& setting,
+                                  std::vector<std::string>& keys);
+    /// @}
+
+    /// The setting at `path`, owned by the tree; null when there is none.
+    libconfig::Setting* find_setting(const std::string& path) const;
 
 private:
     void reconfigure_components();
