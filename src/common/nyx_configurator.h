@@ -79,10 +79,66 @@ public:
                                   std::vector<std::string>& keys);
     /// @}
 
+    /// @name Editing lists and arrays
+    /// In the tree alone; save_configuration() makes it last. A path that is
+    /// not a list (an array), and whatever libconfig refuses, such as an array
+    /// element of another type than the others, gives false and changes nothing.
+    /// @{
+
+    bool has_list_key(const std::string& path) const;
+    bool has_array_key(const std::string& path) const;
+    /// Adds an empty one, and the groups that are missing on the way to it.
+    /// False when there is anything at `path`.
+    bool add_list_key(const std::string& path);
+    bool add_array_key(const std::string& path);
+    /// Removes it. True as well when `path` is something else, which stays.
+    bool del_list_key(const std::string& path);
+    bool del_array_key(const std::string& path);
+    /// Leaves an empty one at `path`, made anew at the end of its group.
+    bool clear_list_key(const std::string& path);
+    bool clear_array_key(const std::string& path);
+
+    /// Append an empty group, list or array.
+    bool add_list_element_group(const std::string& path);
+    bool add_list_element_list(const std::string& path);
+    bool add_list_element_array(const std::string& path);
+    /// Append a scalar: an int, a 64-bit int, a boolean, a text or a float.
+    bool add_list_element(const std::string& path, int value);
+    bool add_list_element(const std::string& path, long value);
+    bool add_list_element(const std::string& path, bool value);
+    bool add_list_element(const std::string& path, const char* value);
+    bool add_list_element(const std::string& path, const std::string& value);
+    bool add_list_element(const std::string& path, float value);
+    bool add_array_element(const std::string& path, int value);
+    bool add_array_element(const std::string& path, long value);
+    bool add_array_element(const std::string& path, bool value);
+    bool add_array_element(const std::string& path, const char* value);
+    bool add_array_element(const std::string& path, const std::string& value);
+    bool add_array_element(const std::string& path, float value);
+
+    /// The number of elements; -1 for anything else.
+    int get_list_size(const std::string& path) const;
+    int get_array_size(const std::string& path) const;
+    /// The libconfig path of element `index`; empty when there is none.
+    std::string get_list_element_key(const std::string& path, int index) const;
+    std::string get_array_element_key(const std::string& path, int index) const;
+    /// Its libconfig::Setting::Type; 0 when there is none.
+    int get_list_element_type(const std::string& path, int index) const;
+    int get_array_element_type(const std::string& path, int index) const;
+    /// @}
+
+    /// Makes a setting of `type` at `path`, and the groups that are missing on
+    /// the way to it: all of it or nothing. False when there is one already.
+    bool add_branch(const std::string& path, libconfig::Setting::Type type);
+    /// Removes the setting at `path`, whatever it is. False, and one error
+    /// record, when there is none or it is the root.
+    bool del_value(const std::string& path);
     /// The setting at `path`, owned by the tree; null when there is none.
     libconfig::Setting* find_setting(const std::string& path) const;
 
 private:
+    libconfig::Setting* find_list(const std::string& path) const;
+    libconfig::Setting* find_array(const std::string& path) const;
     void reconfigure_components();
     void post_reconfigure_components();
 
