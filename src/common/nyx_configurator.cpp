@@ -32,23 +32,6 @@ bool is_readable_kind(const std::string& path)
     return ::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode);
 }
 
-/// The tree as libconfig writes it. In memory, as its own writing to a file
-/// does not notice a disk that is full.
-std::string text_of(const libconfig::Config& config)
-{
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::FILE* const out = ::open_memstream(&text, &size);
-    if (out == nullptr)
-        throw std::bad_alloc();
-    config.write(out);
-    const bool complete = std::fclose(out) == 0;
-    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
-    if (!complete)
-        throw std::bad_alloc();
-    return {text, size};
-}
-
 /// Tells of a component's failure; called from a catch clause.
 std::string log_component_failure(const IReconfigure* component)
 {
@@ -106,7 +89,7 @@ bool AConfigurator::save_configuration()
     m_file_lock.write_lock();
     bool saved = true;
     try {
-        platform::replace_file(m_file_name, text_of(config));
+        platform::replace_file(m_file_name, configuration_text(config));
     } catch (const std::exception& error) {
         logger().error("Error saving configuration: ", error.what());
         saved = false;
@@ -179,6 +162,21 @@ libconfig::Setting* AConfigurator::find_setting(const std::string& path) const
     } catch (const libconfig::SettingException&) {
         return nullptr;
     }
+}
+
+std::string configuration_text(const libconfig::Config& config)
+{
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const out = ::open_memstream(&text, &size);
+    if (out == nullptr)
+        throw std::bad_alloc();
+    config.write(out);
+    const bool complete = std::fclose(out) == 0;
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+    if (!complete)
+        throw std::bad_alloc();
+    return {text, size};
 }
 
 std::string configuration_error_text(const std::exception& error)

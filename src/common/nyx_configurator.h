@@ -149,12 +149,22 @@ private:
     FileLock m_file_lock;
 };
 
+/// The tree as libconfig writes it. In memory, as its own writing to a file
+/// does not notice a disk that is full. Throws std::bad_alloc.
+std::string configuration_text(const libconfig::Config& config);
+
 /// The text of what reading a configuration threw; for a parse error with file
 /// and line.
 std::string configuration_error_text(const std::exception& error);
 
 /// The store on "nyx.conf", built on first use.
 AConfigurator& get_static_configurator();
+
+/// What a merge of files has to say.
+struct MergeReport {
+    std::string failure;              ///< why there is no output; empty: there is
+    std::vector<std::string> remarks; ///< a line for each current value left out
+};
 
 /// The process's current store.
 class TheConfigurator {
@@ -163,6 +173,14 @@ public:
     static void set_configurator(AConfigurator* configurator);
     /// The installed store, or else the static one.
     static AConfigurator& get_configuration();
+
+    /// Brings a newly installed configuration file and a user's existing one
+    /// together (see merge_trees()) and replaces the output file as a whole,
+    /// with the mode of the current one. The inputs stay as they are; an output
+    /// that is one of them, or that is there and no configuration, is refused.
+    /// False, and a log record, on failure.
+    static bool smart_merge(const std::string& template_path, const std::string& current_path,
+                            const std::string& output_path, MergeReport* report = nullptr);
 };
 
 } // namespace nyx

@@ -28,6 +28,7 @@ constexpr Verb verbs[] = {
     {"record", record, "show what the agent publishes in shared memory; --json for programs"},
     {"report", report, "measure this machine for --interval SECONDS (1), and print a report"},
     {"seal", seal, "read a secret from standard input and print its enciphered form"},
+    {"merge", merge, "TEMPLATE CURRENT OUTPUT: bring a new configuration and the user's together"},
 };
 
 void print_usage(std::ostream& out)

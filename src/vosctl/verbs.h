@@ -28,4 +28,9 @@ int record(const CommandLine& line);
 /// standard output and nowhere else.
 int report(const CommandLine& line);
 
+/// merge TEMPLATE CURRENT OUTPUT: brings a newly installed configuration and the
+/// user's together. Says on standard error which of the user's values are left
+/// out, as their type does not fit.
+int merge(const CommandLine& line);
+
 } // namespace vosctl

@@ -3,6 +3,7 @@
 #include "platform/file/unique_fd.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -34,15 +35,19 @@ int write_all(int fd, std::string_view content)
 
 } // namespace
 
-void replace_file(const std::string& path, std::string_view content)
+void replace_file(const std::string& path, std::string_view content, std::optional<mode_t> mode)
 {
     const std::string beside = path + ".tmp";
     // A fresh file of our own: never one that somebody laid there for us to follow.
     ::unlink(beside.c_str());
-    UniqueFd fd(::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+    UniqueFd fd(::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                       mode.value_or(0644)));
     if (!fd.valid())
         fail(path, errno);
-    int error = write_all(fd.get(), content);
+    // Past the umask, which has its say on the default alone.
+    int error = mode && ::fchmod(fd.get(), *mode) != 0 ? errno : 0;
+    if (error == 0)
+        error = write_all(fd.get(), content);
     if (::close(fd.release()) != 0 && error == 0)
         error = errno;
     if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)

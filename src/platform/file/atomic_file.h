@@ -2,15 +2,19 @@
 // one, never a part.
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace platform {
 
 /// Writes `content` beside `path` (in `path` + ".tmp") and renames it over
-/// `path`, mode 0644. A file left there by a crash is replaced. Throws
+/// `path`, mode 0644, or exactly `mode`. A file left there by a crash is replaced. Throws
 /// std::runtime_error naming the path and the reason; `path` is then as it was
 /// and nothing is left beside it.
-void replace_file(const std::string& path, std::string_view content);
+void replace_file(const std::string& path, std::string_view content,
+                  std::optional<mode_t> mode = std::nullopt);
 
 } // namespace platform

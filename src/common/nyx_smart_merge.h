@@ -1,0 +1,17 @@
+// Reading the files of a merge.
+#pragma once
+
+#include <libconfig.h++>
+
+#include <string>
+
+namespace nyx {
+
+/// Reads the file at `path` into `config`. False, one log record, and what is
+/// wrong in `failure` when it can not be read: not a regular file, longer than
+/// 1 MiB (libconfig takes minutes for a group of 100,000 keys), not libconfig
+/// syntax, or with an @include, whose settings a merge would move to another
+/// file.
+bool open_cfg_file(const std::string& path, libconfig::Config& config, std::string& failure);
+
+} // namespace nyx
