@@ -3,7 +3,9 @@
 #include "common/config_copy.h"
 #include "common/config_merge_lists.h"
 
+#include <map>
 #include <string_view>
+#include <utility>
 
 namespace nyx {
 
@@ -56,15 +58,22 @@ private:
 void TreeMerger::merge_children(const Setting& from_template, const Setting& current,
                                 Setting& output)
 {
+    // An index of its own: libconfig walks all names for each look-up.
+    std::map<std::string_view, const Setting*> of_user;
+    for (int at = 0; at < current.getLength(); ++at)
+        of_user.emplace(current[at].getName(), &current[at]);
     for (int at = 0; at < from_template.getLength(); ++at) {
         const auto& child = from_template[at];
-        if (current.exists(child.getName()))
-            merge_setting(child, current[child.getName()], output);
-        else
+        const auto same = of_user.find(child.getName());
+        if (same == of_user.end()) {
             copy_setting(child, output);
+            continue;
+        }
+        merge_setting(child, *same->second, output);
+        of_user.erase(same);
     }
     for (int at = 0; at < current.getLength(); ++at)
-        if (!from_template.exists(current[at].getName()))
+        if (of_user.contains(current[at].getName()))
             copy_setting(current[at], output);
 }
 

@@ -19,7 +19,7 @@ namespace nyx {
 
 namespace {
 
-constexpr off_t longest_file = 1024 * 1024;
+constexpr off_t longest_file = 256 * 1024;
 
 /// A folder that is none: libconfig finds nothing to include beneath it.
 constexpr const char* no_includes = "/dev/null";
@@ -47,7 +47,7 @@ std::string unusable_kind(const std::string& path)
         return std::strerror(errno);
     if (!S_ISREG(found.st_mode))
         return "not a regular file";
-    return found.st_size > longest_file ? "longer than 1 MiB" : "";
+    return found.st_size > longest_file ? "longer than 256 KiB" : "";
 }
 
 std::string parse_failure(const libconfig::ParseException& error)

@@ -73,7 +73,7 @@ TEST_F(SmartMerge, refuses_what_it_can_not_read_or_would_replace)
     const auto user = m_folder.write("user", "a = 1; n = [ \"x\" ];");
     m_folder.write("output.tmp", "b = 1;");
     m_folder.write("nul", std::string("a = 1;\0b = 2;", 13));
-    m_folder.write("deep", "a = " + std::string(100000, '('));
+    m_folder.write("deep", "a = " + std::string(50000, '('));
     const std::pair<std::string, std::string> cases[] = {
         {"none", "No such file or directory"},
         {".", "not a regular file"},
@@ -81,7 +81,7 @@ TEST_F(SmartMerge, refuses_what_it_can_not_read_or_would_replace)
         {m_folder.write("includes", "@include \"/tmp\"\n"), "line 1: @include is not followed"},
         {m_folder.file("nul"), "line 1: syntax error"},
         {m_folder.file("deep"), "line 1: memory exhausted"},
-        {m_folder.write("long", std::string(2000000, ' ')), "longer than 1 MiB"},
+        {m_folder.write("long", std::string(300000, ' ')), "longer than 256 KiB"},
         {m_folder.write("infinite", "f = 1e999;"), "could not be read again"},
         {m_folder.file("output.tmp"), "it would replace [" + m_folder.file("output.tmp") + "]"},
     };
