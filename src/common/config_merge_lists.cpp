@@ -108,7 +108,7 @@ bool merge_port_ranges(const Setting& from_template, const Setting& current, Set
         return false;
     const auto form = port_form_of(from_template, current);
     auto& merged = output.add(from_template.getName(), from_template.getType());
-    for (const auto& range : join_port_ranges(std::move(ranges)))
+    for (const auto& range : join_port_ranges(ranges))
         add_port_range(range, form, merged);
     return true;
 }
