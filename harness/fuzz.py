@@ -19,6 +19,9 @@ PARSERS = {
                   "parse_|read_numbers|read_parameter|next_|CpuTimes|saturate|proc_parsers"),
     "server_url": (["net/server_url.cpp", "net/zel_request.cpp"], "split_|build_"),
     "control_record": (["platform/ipc/ipc_record.cpp"], ""),
+    "config_text": ([f"common/{name}.cpp" for name in
+                     ("nyx_config_text", "nyx_config_list_iterator", "config_copy", "config_merge",
+                      "config_merge_lists", "port_ranges")], ""),
 }
 LIMITS = ["-max_len=4096", "-timeout=5", "-rss_limit_mb=2048", "-print_final_stats=1", "-verbosity=1"]
 ASAN = "quarantine_size_mb=16:detect_leaks=1"
