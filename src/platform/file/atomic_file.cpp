@@ -33,19 +33,38 @@ int write_all(int fd, std::string_view content)
     return 0;
 }
 
+/// A fresh file of our own: never one that somebody laid there for us to follow.
+UniqueFd create(const std::string& path, mode_t mode)
+{
+    ::unlink(path.c_str());
+    return UniqueFd(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+}
+
+/// 0 or an errno. Who may not give files away (EPERM; EINVAL to an owner that
+/// this user namespace does not know) keeps them: the content matters more.
+int give_to(int fd, uid_t owner, gid_t group)
+{
+    const bool given = ::fchown(fd, owner, group) == 0 || errno == EPERM || errno == EINVAL;
+    return given ? 0 : errno;
+}
+
 } // namespace
 
 void replace_file(const std::string& path, std::string_view content, std::optional<mode_t> mode)
 {
     const std::string beside = path + ".tmp";
-    // A fresh file of our own: never one that somebody laid there for us to follow.
-    ::unlink(beside.c_str());
-    UniqueFd fd(::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                       mode.value_or(0644)));
+    struct stat old {};
+    const bool replaces = ::lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+    if (replaces && !mode)
+        mode = old.st_mode & ALLPERMS;
+    // Nobody is to read it before it is as closed as it will be.
+    auto fd = create(beside, mode ? S_IRUSR | S_IWUSR : 0644);
     if (!fd.valid())
         fail(path, errno);
-    // Past the umask, which has its say on the default alone.
-    int error = mode && ::fchmod(fd.get(), *mode) != 0 ? errno : 0;
+    int error = replaces ? give_to(fd.get(), old.st_uid, old.st_gid) : 0;
+    if (error == 0 && mode && ::fchmod(fd.get(), *mode) != 0)
+        error = errno;
     if (error == 0)
         error = write_all(fd.get(), content);
     if (::close(fd.release()) != 0 && error == 0)

@@ -11,7 +11,10 @@
 namespace platform {
 
 /// Writes `content` beside `path` (in `path` + ".tmp") and renames it over
-/// `path`, mode 0644, or exactly `mode`. A file left there by a crash is replaced. Throws
+/// Writes `content` beside `path` (in `path` + ".tmp") and renames it over
+/// `path`. A regular file keeps its owner and group where this user may give
+/// them, and its mode; a new one gets 0644 less the umask. With `mode`, either
+/// gets exactly that. What a crash left beside `path` is replaced. Throws
 /// std::runtime_error naming the path and the reason; `path` is then as it was
 /// and nothing is left beside it.
 void replace_file(const std::string& path, std::string_view content,

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <csignal>
@@ -33,6 +35,21 @@ TEST(ReplaceFile, failure_names_the_path_and_leaves_what_was_there)
         }
     }
     EXPECT_FALSE(std::filesystem::exists(folder.file("folder.tmp")));
+}
+
+TEST(ReplaceFile, keeps_mode_and_owner)
+{
+    const TempFolder folder;
+    const auto target = folder.write("vos.conf", "old");
+    for (const mode_t mode : {0600U, 0640U, 0444U}) {
+        const bool given_away = ::chown(target.c_str(), 12, 34) == 0; // root's tests only
+        ::chmod(target.c_str(), mode);
+        platform::replace_file(target, "new");
+        struct stat found {};
+        ::stat(target.c_str(), &found);
+        EXPECT_EQ(found.st_mode & ALLPERMS, mode);
+        EXPECT_EQ(found.st_uid == 12 && found.st_gid == 34, given_away);
+    }
 }
 
 TEST(ReplaceFile, full_disk_leaves_the_old_file_and_nothing_else)
