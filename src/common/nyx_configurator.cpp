@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -30,6 +32,16 @@ bool is_readable_kind(const std::string& path)
 {
     struct stat found {};
     return ::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode);
+}
+
+std::string file_text(const std::string& path)
+{
+    std::ifstream file;
+    if (is_readable_kind(path))
+        file.open(path, std::ios::binary);
+    if (!file.is_open())
+        throw FileNotFound("Could not open configuration file - " + path);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /// Tells of a component's failure; called from a catch clause.
@@ -96,6 +108,22 @@ bool AConfigurator::save_configuration()
     }
     m_file_lock.unlock();
     return saved;
+}
+
+void AConfigurator::edit_file(const std::function<std::string(const std::string&)>& edit)
+{
+    m_file_lock.write_lock();
+    try {
+        const auto text = edit(file_text(m_file_name));
+        libconfig::Config trial;
+        trial.readString(text);
+        platform::replace_file(m_file_name, text);
+        config.readString(text);
+    } catch (...) {
+        m_file_lock.unlock();
+        throw;
+    }
+    m_file_lock.unlock();
 }
 
 void AConfigurator::reload_configuration()

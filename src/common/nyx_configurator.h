@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <list>
 #include <string>
 #include <vector>
@@ -42,6 +43,14 @@ public:
     /// Writes the tree to the file under the exclusive lock, or prints it. The
     /// file is replaced as a whole. False, and one error record, on failure.
     bool save_configuration();
+
+    /// Replaces the file's text by what `edit` makes of it, and the tree by the
+    /// new text's: under the exclusive lock from the first to the last, so that
+    /// no other process's change is lost. Throws what read_file() and `edit`
+    /// throw, ParseException for a new text that does not parse, and
+    /// std::runtime_error when the file can not be written; the file is then as
+    /// it was.
+    void edit_file(const std::function<std::string(const std::string&)>& edit);
 
     /// Reads the file again and tells every registered component, in two
     /// passes. A file that can not be read is logged and tells nobody. A

@@ -11,7 +11,6 @@
 namespace platform {
 
 /// Writes `content` beside `path` (in `path` + ".tmp") and renames it over
-/// Writes `content` beside `path` (in `path` + ".tmp") and renames it over
 /// `path`. A regular file keeps its owner and group where this user may give
 /// them, and its mode; a new one gets 0644 less the umask. With `mode`, either
 /// gets exactly that. What a crash left beside `path` is replaced. Throws
