@@ -12,12 +12,15 @@
 /// Lives until exit: it never takes itself off the configuration's list.
 class VOSHealthReporter : public nyx::Reporter, public nyx::IReconfigure {
 public:
+    /// Certificate and key of the agent, in one PEM file.
+    static constexpr const char* client_cert_file = "/opt/vos/client.pem";
+
     /// `name` is the report's path on the server. Registers with `conf` for
     /// reloads.
     VOSHealthReporter(nyx::AConfigurator* conf, const std::map<std::string, std::string>& params,
                       std::string name);
 
-    std::string get_client_cert_path() override { return "/opt/vos/client.pem"; }
+    std::string get_client_cert_path() override { return client_cert_file; }
     /// The document's text (numbers with 10 significant digits). Also replaces
     /// the local copy. Throws std::runtime_error when a collector fails or the
     /// local copy can not be written.

@@ -1,0 +1,104 @@
+#include "vosctl/check_file.h"
+
+#include "utils/text_file.h"
+#include "vosctl/config_text.h"
+#include "vosctl/file_probes.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+#include <ostream>
+
+namespace vosctl {
+
+namespace {
+
+Findings whole_file(const std::string& message, unsigned int line = 0)
+{
+    return {{Severity::error, "", message, line}};
+}
+
+void append(Findings& all, Findings&& more)
+{
+    std::ranges::move(more, std::back_inserter(all));
+}
+
+/// libconfig ends the whole process when it is given a folder to include.
+/// Empty when every included file can be handed to it.
+std::string include_obstacle(const std::string& text, int depth = 0)
+{
+    constexpr int deepest = 10; // libconfig's own bound
+    for (const auto& path : ConfigText(text).included()) {
+        struct stat found {};
+        if (::stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode))
+            return "includes " + path + ", which is not a regular file";
+        const auto inner = depth < deepest ? nyx_utils::read_text_file(path) : std::nullopt;
+        if (!inner)
+            continue; // libconfig's message says it
+        if (auto obstacle = include_obstacle(*inner, depth + 1); !obstacle.empty())
+            return obstacle;
+    }
+    return {};
+}
+
+/// Parses `text` into `config`; what is wrong when that fails.
+Findings parse(const std::string& text, libconfig::Config& config)
+{
+    if (const auto nul = text.find('\0'); nul != std::string::npos)
+        return whole_file(
+            "holds a NUL byte",
+            1 + static_cast<unsigned>(std::count(
+                    text.begin(), text.begin() + static_cast<std::ptrdiff_t>(nul), '\n')));
+    if (const auto obstacle = include_obstacle(text); !obstacle.empty())
+        return whole_file(obstacle);
+    try {
+        config.readString(text);
+    } catch (const libconfig::ParseException& error) {
+        const std::string inner = error.getFile() != nullptr ? error.getFile() : "";
+        return whole_file((inner.empty() ? "" : "in the included file " + inner + ": ") +
+                              error.getError(),
+                          static_cast<unsigned>(error.getLine()));
+    }
+    if (config.getRoot().getLength() == 0)
+        return whole_file("empty: it holds no setting, and the daemon does not start");
+    return {};
+}
+
+} // namespace
+
+Findings check_file(const std::string& path)
+{
+    const auto text = nyx_utils::read_text_file(path);
+    if (!text)
+        return whole_file(std::string("can not be read: ") + std::strerror(errno));
+    libconfig::Config config;
+    if (auto failure = parse(*text, config); !failure.empty())
+        return failure;
+    auto findings = check_tree(config);
+    append(findings, check_numbers(*text));
+    append(findings, probe_files(config));
+    return findings;
+}
+
+Findings check_file_in_its_folder(const std::string& path)
+{
+    const auto slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return check_file(path);
+    if (::chdir(path.substr(0, slash + 1).c_str()) != 0)
+        return whole_file(std::string("can not be read: ") + std::strerror(errno));
+    return check_file(path.substr(slash + 1));
+}
+
+void print_findings(std::ostream& out, std::ostream& notes, const std::string& file,
+                    const Findings& findings)
+{
+    for (const auto& finding : findings)
+        (finding.severity == Severity::note ? notes : out) << finding_text(file, finding) << '\n';
+}
+
+} // namespace vosctl

@@ -1,0 +1,25 @@
+// Everything that is wrong with one configuration file.
+#pragma once
+
+#include "vosctl/config_check.h"
+
+#include <iosfwd>
+#include <string>
+
+namespace vosctl {
+
+/// Reads and checks the file at `path`, and the files that it names; relative
+/// paths in it are relative to the working folder. A file that can not be read
+/// or parsed has that one finding.
+Findings check_file(const std::string& path);
+
+/// check_file() in the folder of `path`, which is that of a daemon that reads
+/// it: changes the working folder for good.
+Findings check_file_in_its_folder(const std::string& path);
+
+/// Writes the findings, one a line: errors and warnings to `out`, notes to
+/// `notes`.
+void print_findings(std::ostream& out, std::ostream& notes, const std::string& file,
+                    const Findings& findings);
+
+} // namespace vosctl

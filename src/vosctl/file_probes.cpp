@@ -1,0 +1,167 @@
+#include "vosctl/file_probes.h"
+
+#include "report/health_reporter.h"
+#include "utils/nyx_crypto.h"
+#include "utils/text_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <optional>
+
+namespace vosctl {
+
+namespace {
+
+constexpr const char* key_file_key = "General.hmac_key_file";
+constexpr const char* secret_key = "General.hmac_secret";
+constexpr const char* url_key = "General.zel_report_url";
+constexpr const char* local_report_key = "Monitoring.local_json_report_path";
+
+std::string text_at(const libconfig::Config& config, const char* path)
+{
+    std::string value;
+    config.lookupValue(path, value);
+    return value;
+}
+
+/// Why the file at `path` could not be written, made if need be; empty when it
+/// could.
+std::string write_obstacle(const std::string& path)
+{
+    struct stat found {};
+    if (::stat(path.c_str(), &found) == 0) {
+        if (S_ISDIR(found.st_mode))
+            return std::strerror(EISDIR);
+        return ::access(path.c_str(), W_OK) == 0 ? "" : std::strerror(errno);
+    }
+    if (errno != ENOENT)
+        return std::strerror(errno);
+    const auto slash = path.rfind('/');
+    const auto folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? "" : std::strerror(errno);
+}
+
+void probe_secret(const libconfig::Config& config, Findings& findings)
+{
+    const auto secret = text_at(config, secret_key);
+    const bool sealed = !secret.empty() && secret != unsealed_secret;
+    const bool named = config.exists(key_file_key);
+    if (secret == unsealed_secret)
+        findings.push_back({Severity::note, secret_key,
+                            "is the example's: no report can be signed before \"vosctl seal\""});
+    auto path = text_at(config, key_file_key);
+    if (!named)
+        path = nyx::default_hmac_key_file;
+    if (path.empty() || (!named && !sealed))
+        return;
+    std::string failure;
+    const auto key = nyx::read_key_file(path, failure);
+    if (!key)
+        findings.push_back({Severity::error, key_file_key,
+                            failure + ": no report can be signed, and none is sent"});
+    else if (sealed && !nyx::open_secret(*key, secret))
+        findings.push_back(
+            {Severity::error, secret_key,
+             "is malformed or was not sealed under the key in " + path + ": no report is sent"});
+}
+
+void probe_certificate(const libconfig::Config& config, Findings& findings)
+{
+    const auto secret = text_at(config, secret_key);
+    if (secret.empty() || secret == unsealed_secret ||
+        !text_at(config, url_key).starts_with("https:"))
+        return;
+    const std::string path = VOSHealthReporter::client_cert_file;
+    struct stat found {};
+    std::string failure;
+    if (::stat(path.c_str(), &found) != 0 || ::access(path.c_str(), R_OK) != 0)
+        failure = std::strerror(errno);
+    else if (!S_ISREG(found.st_mode))
+        failure = "not a regular file";
+    if (!failure.empty())
+        findings.push_back(
+            {Severity::warning, url_key,
+             "client certificate " + path + ": " + failure + ": no report gets through"});
+}
+
+void probe_log(const libconfig::Config& config, const char* key, Findings& findings)
+{
+    const auto path = text_at(config, key);
+    if (path.empty())
+        return;
+    const auto properties = nyx_utils::read_text_file(path);
+    if (!properties) {
+        findings.push_back({Severity::error, key,
+                            "log settings " + path + ": " + std::strerror(errno) +
+                                ": the program does not start"});
+        return;
+    }
+    for (const auto& file : log_files(*properties)) {
+        const auto obstacle = write_obstacle(file.path);
+        if (obstacle.empty())
+            continue;
+        auto message = "log file " + file.path + " of appender " + file.appender;
+        message.append(" in ").append(path).append(": ").append(obstacle);
+        message += ": its records are lost without a word";
+        findings.push_back({Severity::error, key, message});
+    }
+}
+
+void probe_local_report(const libconfig::Config& config, Findings& findings)
+{
+    const auto path = text_at(config, local_report_key);
+    if (path.empty())
+        return;
+    if (const auto obstacle = write_obstacle(path); !obstacle.empty())
+        findings.push_back({Severity::note, local_report_key,
+                            path + ": " + obstacle + ": there is no local copy"});
+}
+
+std::string_view trimmed(std::string_view text)
+{
+    const auto first = text.find_first_not_of(" \t\r");
+    if (first == std::string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+} // namespace
+
+Findings probe_files(const libconfig::Config& config)
+{
+    Findings findings;
+    probe_secret(config, findings);
+    probe_certificate(config, findings);
+    probe_log(config, "Monitoring.log_config_file", findings);
+    probe_log(config, "Watchdog.log_config_file", findings);
+    probe_local_report(config, findings);
+    return findings;
+}
+
+std::vector<LogFile> log_files(std::string_view properties)
+{
+    constexpr std::string_view prefix = "log4cpp.appender.";
+    std::map<std::string, std::string, std::less<>> values;
+    while (auto line = nyx_utils::next_line(properties)) {
+        *line = line->substr(0, line->find('#'));
+        const auto equals = line->find('=');
+        const auto name = trimmed(line->substr(0, equals));
+        if (equals != std::string_view::npos && name.starts_with(prefix))
+            values[std::string(name.substr(prefix.size()))] = trimmed(line->substr(equals + 1));
+    }
+    std::vector<LogFile> files;
+    for (const auto& [name, type] : values) {
+        const auto path = values.find(name + ".fileName");
+        // log4cpp puts variables of the environment, the daemon's, in for ${...}.
+        if (name.find('.') == std::string::npos && type.ends_with("FileAppender") &&
+            path != values.end() && path->second.find("${") == std::string::npos)
+            files.push_back({name, path->second});
+    }
+    return files;
+}
+
+} // namespace vosctl

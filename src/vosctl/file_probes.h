@@ -1,0 +1,34 @@
+// The files that a configuration names, as this machine has them.
+#pragma once
+
+#include "vosctl/config_check.h"
+
+#include <libconfig.h++>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vosctl {
+
+/// The value of General.hmac_secret in the example: no secret is sealed yet.
+constexpr const char* unsealed_secret = "v1:replace-this-by-the-output-of-vosctl-seal";
+
+/// Findings about files: key file, secret, client certificate, log settings
+/// with their log files, local report. Relative paths are relative to the
+/// working folder. Creates and changes nothing.
+///
+/// What only sending needs and the configuration does not name, the default
+/// key file and the client certificate, is looked at once a secret is sealed.
+Findings probe_files(const libconfig::Config& config);
+
+struct LogFile {
+    std::string appender;
+    std::string path;
+    bool operator==(const LogFile&) const = default;
+};
+
+/// The files that the appenders of a log4cpp property file write. Pure.
+std::vector<LogFile> log_files(std::string_view properties);
+
+} // namespace vosctl
