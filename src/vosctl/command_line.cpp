@@ -17,8 +17,10 @@ std::optional<CommandLine> parse_command_line(const std::vector<std::string>& ar
                 return std::nullopt;
             }
             line.config = *at;
+            line.config_given = true;
         } else if (at->starts_with("--config=")) {
             line.config = at->substr(at->find('=') + 1);
+            line.config_given = true;
         } else if (at->starts_with("-") && line.verb.empty()) {
             failure = "unknown option " + *at;
             return std::nullopt;

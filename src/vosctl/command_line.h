@@ -12,6 +12,7 @@ enum : int { exit_done = 0, exit_failed = 1, exit_usage = 2, exit_no_supervisor 
 
 struct CommandLine {
     std::string config{"vos.conf"};     ///< --config FILE
+    bool config_given{false};           ///< it was there
     bool help{false};                   ///< --help
     bool version{false};                ///< --version
     std::string verb;                   ///< empty: none was given

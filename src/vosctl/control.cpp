@@ -1,12 +1,33 @@
+#include "platform/variant/variant.h"
+#include "vosctl/check_file.h"
 #include "vosctl/supervisor_link.h"
 #include "vosctl/verbs.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <iostream>
+#include <string>
 
 namespace vosctl {
 
 namespace {
+
+/// The daemon's own file where the command line does not name one and there is
+/// none in this folder.
+std::string node_configuration(const CommandLine& line)
+{
+    SupervisorLink link;
+    if (line.config_given || ::access(line.config.c_str(), F_OK) == 0 || link.connect() != 0)
+        return line.config;
+    const auto answer = link.ask(ipc_status);
+    if (!answer || answer->type != ipc_status_answer)
+        return line.config;
+    const auto status = libvariant::read_json(answer->text);
+    if (!status.at("running").get<bool>())
+        return line.config;
+    return "/proc/" + libvariant::write_json(status.at("pid")) + "/cwd/" + line.config;
+}
 
 int request(const CommandLine& line, std::uint16_t type)
 {
@@ -35,7 +56,19 @@ int request(const CommandLine& line, std::uint16_t type)
 
 int reload(const CommandLine& line)
 {
-    return request(line, ipc_reconfigure);
+    auto rest = line;
+    const bool force = std::erase(rest.arguments, "--force") > 0;
+    if (!rest.arguments.empty()) {
+        std::cerr << "usage: vosctl reload [--force]\n";
+        return exit_usage;
+    }
+    const auto file = node_configuration(line);
+    const auto findings = check_file_in_its_folder(file);
+    print_findings(std::cerr, std::cerr, file, findings);
+    if (!has_finding(findings, Severity::error) || force)
+        return request(rest, ipc_reconfigure);
+    std::cerr << "vosctl reload: refused, as the file has errors; --force reloads all the same\n";
+    return exit_failed;
 }
 
 int stop(const CommandLine& line)

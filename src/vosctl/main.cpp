@@ -18,17 +18,65 @@ struct Verb {
     const char* name;
     int (*run)(const CommandLine&);
     const char* summary;
+    const char* help; ///< how it is called, and what the summary does not say
 };
 
 constexpr Verb verbs[] = {
-    {"status", status, "show how the daemon is; --json for programs"},
-    {"reload", reload, "let the daemon read its configuration again"},
-    {"stop", stop, "end the daemon; its supervisor starts it again"},
-    {"terminate", terminate, "end the daemon and its supervisor; they stay down"},
-    {"record", record, "show what the agent publishes in shared memory; --json for programs"},
-    {"report", report, "measure this machine for --interval SECONDS (1), and print a report"},
-    {"seal", seal, "read a secret from standard input and print its enciphered form"},
-    {"merge", merge, "TEMPLATE CURRENT OUTPUT: bring a new configuration and the user's together"},
+    {"status", status, "show how the daemon is; --json for programs",
+     "status [--json]\n\n"
+     "Shows how the daemon is, as its supervisor sees it. Ends with 0 when it is\n"
+     "healthy, 1 when it is not running or not well.\n"},
+    {"reload", reload, "let the daemon read its configuration again",
+     "reload [--force]\n\n"
+     "Checks the configuration as \"vosctl check\" does, then lets the daemon read it\n"
+     "again. A file with errors is refused: of a broken file the daemon would keep\n"
+     "one half, and an empty one it would take for a good one. Warnings do not stop\n"
+     "a reload, and with --force nothing does. Without --config, and without a\n"
+     "vos.conf in this folder, the file is the running daemon's.\n"},
+    {"stop", stop, "end the daemon; its supervisor starts it again",
+     "stop\n\nEnds the daemon; its supervisor starts it again.\n"},
+    {"terminate", terminate, "end the daemon and its supervisor; they stay down",
+     "terminate\n\nEnds the daemon and its supervisor; they stay down.\n"},
+    {"record", record, "show what the agent publishes in shared memory; --json for programs",
+     "record [--json] [--name NAME]\n\nShows what the agent publishes in shared memory.\n"},
+    {"report", report, "measure this machine for --interval SECONDS (1), and print a report",
+     "report [--interval SECONDS]\n\n"
+     "Measures this machine, without a daemon, and prints one report as JSON; nothing\n"
+     "is sent. Rates and shares are of the interval, 1 to 3600 seconds (1).\n"},
+    {"merge", merge, "bring TEMPLATE, a new release's configuration, and CURRENT into OUTPUT",
+     "merge TEMPLATE CURRENT OUTPUT\n\n"
+     "Writes TEMPLATE, a new release's configuration, with the values of CURRENT, the\n"
+     "node's own, into OUTPUT. The inputs stay as they are.\n"},
+    {"seal", seal, "read a secret from standard input and print its enciphered form",
+     "seal\n\n"
+     "Reads a secret from standard input (one line end at its end is no part of it)\n"
+     "and prints its enciphered form, for General.hmac_secret. Makes the key file\n"
+     "that General.hmac_key_file names when there is none.\n"},
+    {"check", check, "list what is wrong with a configuration",
+     "check [FILE]\n\n"
+     "Prints a line \"FILE: key: message\" for everything that is wrong with FILE (or\n"
+     "the file of --config): syntax, unknown keys, other types, missing keys and what\n"
+     "follows, values that hurt, files that can not be read or written. Relative\n"
+     "paths in FILE are taken from its own folder, where the daemon reads it. The\n"
+     "default key file and the client certificate are looked at once a secret is\n"
+     "sealed. Warnings, which do not stop a reload, are marked; notes, which are no\n"
+     "fault of the file, go to standard error. Ends with 0 when there are neither\n"
+     "errors nor warnings, 1 when there are, 2 for wrong usage. Changes nothing.\n"},
+    {"get", get, "print a setting",
+     "get PATH\n\n"
+     "Prints the value at a dotted path (\"General.vos_id\"), a text without quotes;\n"
+     "of a group, a list or an array PATH=VALUE for all that is in it, a line each.\n"},
+    {"list", list, "print every setting, PATH=VALUE",
+     "list\n\nPrints every setting, PATH=VALUE, a line each.\n"},
+    {"set", set, "change a setting in the file",
+     "set PATH VALUE\n\n"
+     "Puts VALUE at a dotted path of the file; groups that are missing are made. The\n"
+     "rest of the file, comments too, its mode and its owner stay, and it is replaced\n"
+     "as a whole, under its lock. A key that the node knows has its own type, another\n"
+     "one the type that it has; a new one is a boolean, a number or a text, as VALUE\n"
+     "looks. Refused: a value of another type or one that \"vosctl check\" calls an\n"
+     "error, a file that does not parse, and what lies in a list, an array or an\n"
+     "included file. The daemon follows at the next reload.\n"},
 };
 
 void print_usage(std::ostream& out)
@@ -40,7 +88,8 @@ void print_usage(std::ostream& out)
     for (const auto& verb : verbs)
         out << "  " << std::left << std::setw(14) << verb.name << "  " << verb.summary << '\n';
     out << "\nExit status: 0 done (status: healthy), 1 failed (the daemon is not running or\n"
-           "not well), 2 wrong usage, 3 no supervisor\n";
+           "not well; the configuration has faults), 2 wrong usage, 3 no supervisor\n"
+           "\nvosctl VERB --help tells more about a verb.\n";
 }
 
 int fail_usage(const std::string& why)
@@ -55,8 +104,13 @@ int run(const std::vector<std::string>& arguments)
     const auto line = parse_command_line(arguments, failure);
     if (!line)
         return fail_usage(failure);
+    const auto* verb = std::find_if(std::begin(verbs), std::end(verbs),
+                                    [&](const Verb& known) { return line->verb == known.name; });
     if (line->help) {
-        print_usage(std::cout);
+        if (verb == std::end(verbs))
+            print_usage(std::cout);
+        else
+            std::cout << "usage: vosctl [--config FILE] " << verb->help;
         return exit_done;
     }
     if (line->version) {
@@ -65,8 +119,6 @@ int run(const std::vector<std::string>& arguments)
     }
     if (line->verb.empty())
         return fail_usage("no verb");
-    const auto* verb = std::find_if(std::begin(verbs), std::end(verbs),
-                                    [&](const Verb& known) { return line->verb == known.name; });
     if (verb == std::end(verbs))
         return fail_usage("unknown verb " + line->verb);
     return verb->run(*line);

@@ -10,7 +10,16 @@ namespace vosctl {
 /// Makes the key file when there is none.
 int seal(const CommandLine& line);
 
-/// reload: the daemon reads its configuration again. stop: it ends, and is
+/// check [FILE]: what is wrong with a configuration, a line each. exit_failed
+/// when something is.
+int check(const CommandLine& line);
+
+/// get PATH, list: settings as text. set PATH VALUE: changes one in the file.
+int get(const CommandLine& line);
+int list(const CommandLine& line);
+int set(const CommandLine& line);
+
+/// reload [--force]: the daemon reads its configuration again. stop: it ends, and is
 /// started again. terminate: it ends and stays down, with its supervisor.
 int reload(const CommandLine& line);
 int stop(const CommandLine& line);

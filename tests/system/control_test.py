@@ -1,6 +1,6 @@
 """Supervisor, control messages and heartbeat: the real programs, and a peer that is not ours."""
 import concurrent.futures, json, os, random, re, shutil, signal, socket, struct, subprocess, sys, time
-from nodetest import BIN, NodeTest, Peer, run, until
+from nodetest import BIN, TOP, NodeTest, Peer, run, until
 
 ROUNDS = int(os.environ.get("VOS_SIGNAL_ROUNDS", "100"))
 FLOOD = int(os.environ.get("VOS_FLOOD", "100000"))
@@ -182,6 +182,7 @@ class Supervised(NodeTest):
         self.assertIn("running", self.vosctl(node, "status"))
         self.vosctl(node, "reload")
         node.wait_for_log("reconf requested by: [ vosctl ].")
+        self.refuses_to_reload_what_is_broken(node)
         self.vosctl(node, "stop")
         second = self.until_healthy(node, pid)
         self.assertEqual(second["restarts"], 1)
@@ -195,6 +196,26 @@ class Supervised(NodeTest):
         for words in (("--help",), ("status", "--help"), ("--version",)):
             self.vosctl(node, *words)
 
+    def refuses_to_reload_what_is_broken(self, node):
+        """The daemon's own file is the one that counts, wherever vosctl is called."""
+        for text, said in (("", "empty"), ("General = {", ":1: syntax error")):
+            node.write("vos.conf", text)
+            done = subprocess.run([BIN + "/vosctl", "reload"], capture_output=True, text=True,
+                                  env=dict(os.environ, VOS_IPC_DIR=node.folder), cwd="/")
+            self.assertIn(said, done.stderr)
+            self.assertEqual((done.returncode, node.read("log").count("requested by")), (1, 1))
+        node.write_conf()
+        self.vosctl(node, "set", "General.zel_report_url", "https://192.0.2.1:443")
+        self.vosctl(node, "check")
+        os.rename("/opt/vos/client.pem", "/opt/vos/away")
+        self.addCleanup(os.rename, "/opt/vos/away", "/opt/vos/client.pem")
+        self.assertIn("client certificate /opt/vos/client.pem: No such file",
+                      self.vosctl(node, "check", status=1))
+        self.assertEqual(self.vosctl(node, "get", "General.polling_rate_ms"), "20\n")
+        self.assertIn("General.zel_report_url=https://192.0.2.1:443\n", self.vosctl(node, "list"))
+        self.vosctl(node, "set", "General.polling_rate_ms", "0", status=1)
+        self.vosctl(node, "check", os.path.join(TOP, "examples/vos.conf"))
+
     def test_daemon_that_ends_by_itself_is_started_again_after_a_growing_pause(self):
         node = self.supervise(**{"General.vos_id": None, "Watchdog.restart_delay_ms": 50,
                                  "Watchdog.longest_restart_delay_ms": 400})
@@ -203,7 +224,8 @@ class Supervised(NodeTest):
         self.assertEqual(pauses[:5], ["50", "100", "200", "400", "400"])
         self.assertIn("ended after", node.read("log"))
         self.assertIn("not running", self.vosctl(node, "status", status=1))
-        self.assertIn("not running", self.vosctl(node, "reload", status=1))
+        self.assertIn("General.vos_id: missing", self.vosctl(node, "reload", status=1))
+        self.assertIn("not running", self.vosctl(node, "reload", "--force", status=1))
         node.configure(**{"General.vos_id": "node-7"})
         pid = self.until_healthy(node)["pid"]
         os.kill(pid, signal.SIGHUP)  # ends with status 0, but nobody asked

@@ -1,0 +1,90 @@
+#include "common/nyx_configurator.h"
+#include "vosctl/config_check.h"
+#include "vosctl/config_text.h"
+#include "vosctl/setting_value.h"
+#include "vosctl/verbs.h"
+
+#include <algorithm>
+#include <iostream>
+#include <stdexcept>
+
+namespace vosctl {
+
+namespace {
+
+using libconfig::Setting;
+
+/// Whether libconfig would take `name` for one.
+bool is_name(std::string_view name)
+{
+    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ*";
+    return !name.empty() && letters.find(name.front()) != std::string_view::npos &&
+           std::ranges::all_of(name, [letters](char letter) {
+               return letters.find(letter) != std::string_view::npos ||
+                      (letter >= '0' && letter <= '9') || letter == '-' || letter == '_';
+           });
+}
+
+Setting::Type wanted_type(const libconfig::Config& config, const std::string& path,
+                          const std::string& value)
+{
+    if (const auto* key = find_known_key(path))
+        return key->type;
+    return config.exists(path) ? config.lookup(path).getType() : type_of(value);
+}
+
+/// Throws when the new file reads otherwise than asked, or in a way that hurts.
+void verify(const std::string& text, const std::string& path, const std::string& literal)
+{
+    libconfig::Config changed;
+    changed.readString(text);
+    const auto written = ConfigText(text).value_of(path);
+    if (!changed.exists(path) || !written || *written != literal)
+        throw std::runtime_error(path + " can not be set in this file");
+    for (const auto& finding : check_tree(changed))
+        if (finding.key == path && finding.severity == Severity::error)
+            throw std::runtime_error(path + " " + finding.message);
+}
+
+std::string edited(const std::string& text, const std::string& path, const std::string& value)
+{
+    libconfig::Config config;
+    config.readString(text);
+    const auto literal = literal_of(value, wanted_type(config, path, value));
+    if (!literal)
+        throw std::runtime_error("\"" + value + "\" does not fit " + path);
+    auto changed = ConfigText(text).with_value(path, *literal);
+    if (!changed)
+        throw std::runtime_error(path + " can not be set: a name on the way is no group");
+    verify(*changed, path, *literal);
+    return *changed;
+}
+
+} // namespace
+
+int set(const CommandLine& line)
+{
+    if (line.arguments.size() != 2) {
+        std::cerr << "usage: vosctl set PATH VALUE\n";
+        return exit_usage;
+    }
+    const auto& path = line.arguments[0];
+    if (!std::ranges::all_of(path_names(path), is_name)) {
+        std::cerr << "vosctl set: " << path << " is no dotted path of names\n";
+        return exit_usage;
+    }
+    nyx::AConfigurator configurator(line.config.c_str(), false);
+    try {
+        configurator.edit_file(
+            [&](const std::string& text) { return edited(text, path, line.arguments[1]); });
+    } catch (const std::exception& error) {
+        std::cerr << "vosctl set: " << line.config << ": " << nyx::configuration_error_text(error)
+                  << '\n';
+        return exit_failed;
+    }
+    if (find_known_key(path) == nullptr)
+        std::cerr << "vosctl set: no program of the node reads " << path << '\n';
+    return exit_done;
+}
+
+} // namespace vosctl

@@ -1,0 +1,150 @@
+#include "support/temp_folder.h"
+#include "utils/nyx_crypto.h"
+#include "utils/text_file.h"
+#include "vosctl/check_file.h"
+#include "vosctl/config_text.h"
+#include "vosctl/setting_value.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <regex>
+
+using namespace vosctl;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::StartsWith;
+
+namespace {
+
+/// A node's files, all of them good; "@" in a text stands for their folder.
+class Check : public testing::Test {
+protected:
+    TempFolder m_folder;
+    std::string m_good;
+
+    Check()
+    {
+        std::string failure;
+        nyx::create_key_file(m_folder.file("key"), failure);
+        const auto key = nyx::read_key_file(m_folder.file("key"), failure);
+        m_good = fixture("good.conf");
+        m_good.replace(m_good.find("SEALED"), 6, nyx::seal_secret(*key, "s"));
+        m_folder.write("log", fixture("good.properties"));
+        m_folder.write("lost_log", fixture("lost_log.properties"));
+        m_folder.write("short_key", "x");
+    }
+    std::string fixture(const std::string& name) const
+    {
+        const auto text = *nyx_utils::read_text_file(VOS_FIXTURES "/conf/" + name);
+        return std::regex_replace(text, std::regex("@"), m_folder.path());
+    }
+    /// The findings of `text`, a line each, without the file's name.
+    std::vector<std::string> check(const std::string& text) const
+    {
+        std::vector<std::string> lines;
+        for (const auto& finding : check_file(m_folder.write("vos.conf", text)))
+            lines.push_back(finding_text("F", finding));
+        return lines;
+    }
+};
+
+TEST_F(Check, each_mistake_has_its_line)
+{
+    ASSERT_THAT(check(m_good), ElementsAre());
+    const struct {
+        const char* from;
+        const char* to;
+        const char* want; ///< how the only finding begins
+    } cases[] = {
+        {"freq = 60000", "freq = -1", "F: Monitoring.report_freq: warning: is -1"},
+        {"report_freq = 60000;", "", "F: Monitoring.report_freq: missing: reporting is disabled"},
+        {"= 250", "= 0", "F: General.polling_rate_ms: is 0: the daemon's loop spins"},
+        {"= 250", "= 5000000000", "F: General.polling_rate_ms: 5000000000 does not fit"},
+        {"= 250", "= 5L", "F: General.polling_rate_ms: is a 64-bit integer, not an integer, and"},
+        {"= 250", "= 2.5", "F: General.polling_rate_ms: is a floating-point number, not"},
+        {"= 250", "= 250; quiet_node = \"no\"", "F: General.quiet_node: is a text, not a boolean"},
+        {"= 250", "= 250; sub = { x = 1; }", "F: General.sub: warning: unknown group"},
+        {"= 5000;", "= 1000;", "F: General.max_thread_runtime_ms: warning: is 1000: every pass"},
+        {"= 10;", "= 0;", "F: General.zel_http_client_timeout_sec: is 0: a post"},
+        {"http://h:80", "ftp://h:80", "F: General.zel_report_url: has a scheme"},
+        {"http://h:80", "http://h", "F: General.zel_report_url: is no URL"},
+        {"http://h:80", "http://h:80/r", "F: General.zel_report_url: has no port"},
+        {"\"/r\"", "\"r\"", "F: Monitoring.report_path: does not begin"},
+        {"\"/r\"", "\"/r\"; zel_meta_data = \"{\"", "F: Monitoring.zel_meta_data: is no JSON"},
+        {"datacenter_id = \"d\";", "", "F: General.datacenter_id: warning: missing: reports say"},
+        {"= \"v1:", "= \"v1:AAAA", "F: General.hmac_secret: is malformed or was not sealed"},
+        {"/key\"", "/short_key\"", "F: General.hmac_key_file: key file "},
+        {"/log\"", "/none\"", "F: Monitoring.log_config_file: log settings "},
+        {"/log\"", "/lost_log\"", "F: Monitoring.log_config_file: log file /nowhere/x.log of app"},
+        {"General", "Wtchdog = {}; General", "F: Wtchdog: warning: unknown group"},
+        {"General", "Watchdog = { kill_delay_ms = 0; }; General", "F: Watchdog.kill_delay_ms: war"},
+        {"Monitoring", "General", "F:6: duplicate setting name"},
+        {"General", "@include \"/none\"\nGeneral", "F:1: cannot open include file"},
+        {"General", "@include \"/tmp\"\nGeneral", "F: includes /tmp, which is not a regular file"},
+    };
+    for (const auto& row : cases) {
+        auto text = m_good;
+        const auto lines = check(text.replace(text.find(row.from), std::strlen(row.from), row.to));
+        EXPECT_THAT(lines, ElementsAre(StartsWith(row.want))) << row.to;
+    }
+}
+
+TEST_F(Check, whole_file)
+{
+    EXPECT_THAT(check(""), ElementsAre(StartsWith("F: empty: ")));
+    EXPECT_THAT(check("\n\na = ;"), ElementsAre("F:3: syntax error"));
+    EXPECT_THAT(check(std::string("a = 1;\n\0", 8)), ElementsAre("F:2: holds a NUL byte"));
+    for (const char* start : {"F: vos_id: warning: unknown key, perhaps meant: General.vos_id",
+                              "F: General: is an integer, not a group: all of its keys",
+                              "F: General.vos_id: missing: the daemon does not start"})
+        EXPECT_THAT(check("General = 5; vos_id = 1;"), Contains(StartsWith(start)));
+    EXPECT_THAT(check_file(m_folder.file("none")), testing::SizeIs(1));
+}
+
+TEST(ConfigText, sets_one_value_and_keeps_the_rest)
+{
+    const struct {
+        const char* text;
+        const char* path;
+        const char* want;
+    } cases[] = {
+        {"a = 1; // one\n", "a", "a = 9; // one\n"},
+        {"a : \"x\" /* ; */ \"y\\\"\"; b=2", "a", "a : 9; b=2"},
+        {"g = { # }\n  a = 1;\n};\n", "g.a", "g = { # }\n  a = 9;\n};\n"},
+        {"g = {\n    a = 1;\n};\n", "g.b", "g = {\n    a = 1;\n    b = 9;\n};\n"},
+        {"g = { h = { a = 1 } }", "g.h.b", "g = { h = { a = 1 \n        b = 9;\n} }"},
+        {"l = ( { a = 1; }, [ 2 ] ); a = 3", "a", "l = ( { a = 1; }, [ 2 ] ); a = 9"},
+        {"// end", "g.a", "// end\ng = {\n    a = 9;\n};\n"},
+        {"", "a", "a = 9;\n"},
+        {"a = 1;", "a.b", "refused"},
+        {"g = ( 1 );", "g.a", "refused"},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(ConfigText(row.text).with_value(row.path, "9").value_or("refused"), row.want);
+    for (const char* text : {"\"", "a = \"\\", "a = {", "@include", "/*", "a = ((", "}", "a ="})
+        ConfigText(text).with_value("a.b", "9"); // whatever it makes of it, it ends
+}
+
+TEST(SettingValue, has_the_type_that_it_looks_like_or_does_not_fit)
+{
+    using enum libconfig::Setting::Type;
+    const std::pair<const char*, const char*> cases[] = {
+        {"-5", "-5"},
+        {"5000000000", "5000000000L"},
+        {"false", "false"},
+        {"1e5", "1e5"},
+        {"nan", "\"nan\""},
+        {"", "\"\""},
+        {"a\"\\\n", "\"a\\\"\\\\\\x0a\""},
+    };
+    for (const auto& [value, want] : cases)
+        EXPECT_EQ(literal_of(value, type_of(value)), want);
+    EXPECT_EQ(literal_of("2", TypeFloat), "2.0");
+    for (const char* value : {"5000000000", "5x", "", "1.5", "true"})
+        EXPECT_EQ(literal_of(value, TypeInt), std::nullopt) << value;
+    EXPECT_EQ(literal_of("1", TypeBoolean), std::nullopt);
+    EXPECT_EQ(literal_of("{}", TypeGroup), std::nullopt);
+}
+
+} // namespace
