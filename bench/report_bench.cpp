@@ -11,6 +11,7 @@
 #include "stats/proc_cpu_stats.h"
 #include "stats/proc_fd_stats.h"
 #include "stats/proc_mem_stats.h"
+#include "utils/builtin_commands.h"
 #include "utils/dual_nyx_helper.h"
 #include "utils/shared_object.h"
 
@@ -46,6 +47,7 @@ std::string setting(nyx::AConfigurator& conf, const char* key)
 /// The processes below the parent that a report has entries of.
 std::vector<std::pair<int, std::string>> discover()
 {
+    const nyx_utils::SharedProcessPass pass;
     std::vector<std::pair<int, std::string>> found;
     Process::get_running_processes(::getppid(), "watchdog", found);
     Process::get_running_services({"pluto", "bird", "keepalived"}, found);

@@ -228,6 +228,11 @@ void TheConfigurator::set_configurator(AConfigurator* configurator)
     installed = configurator;
 }
 
+bool TheConfigurator::is_installed()
+{
+    return installed != nullptr;
+}
+
 AConfigurator& TheConfigurator::get_configuration()
 {
     return installed != nullptr ? *installed : get_static_configurator();

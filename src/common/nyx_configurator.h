@@ -180,6 +180,7 @@ class TheConfigurator {
 public:
     /// Installs `configurator`; not owned, must outlive every reader.
     static void set_configurator(AConfigurator* configurator);
+    static bool is_installed();
     /// The installed store, or else the static one.
     static AConfigurator& get_configuration();
 

@@ -67,7 +67,8 @@ Variant HealthDocument::collect(int root_pid)
     return root;
 }
 
-std::string HealthDocument::transmitted_text(const Variant& root)
+std::string HealthDocument::transmitted_text(Variant root)
 {
-    return libvariant::write_json(root, {{"pretty", true}, {"precision", transmitted_digits}});
+    return libvariant::write_json(std::move(root),
+                                  {{"pretty", true}, {"precision", transmitted_digits}});
 }

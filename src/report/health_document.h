@@ -28,7 +28,7 @@ public:
     libvariant::Variant collect(int root_pid = ::getppid());
 
     /// The text that is sent: numbers with 10 significant digits.
-    static std::string transmitted_text(const libvariant::Variant& root);
+    static std::string transmitted_text(libvariant::Variant root);
 
 private:
     nyx::AConfigurator* m_conf; ///< not owned

@@ -1,5 +1,6 @@
 #include "report/health_reporter.h"
 
+#include "platform/file/atomic_file.h"
 #include "platform/logger/sup_logger.h"
 
 #include <utility>
@@ -54,13 +55,16 @@ void VOSHealthReporter::load_local_json_report_path()
 
 std::string VOSHealthReporter::create_report()
 {
-    const auto root = m_document.collect();
-    auto text = HealthDocument::transmitted_text(root);
-    save_local_copy(root);
+    auto root = m_document.collect();
+    // All digits in the local copy: whoever reads it may want to compute with it.
+    const bool keep_copy = !m_local_json_report_path.empty();
+    const auto copy = keep_copy ? libvariant::write_json(root, {{"pretty", true}}) + "\n" : "";
+    auto text = HealthDocument::transmitted_text(std::move(root));
+    save_local_copy(copy);
     return text;
 }
 
-void VOSHealthReporter::save_local_copy(const Variant& root) const
+void VOSHealthReporter::save_local_copy(const std::string& text) const
 {
     if (m_local_json_report_path.empty()) {
         logger().info("Local JSON report path is not configured, not creating it - might affect "
@@ -68,6 +72,5 @@ void VOSHealthReporter::save_local_copy(const Variant& root) const
         return;
     }
     logger().info("Creating local JSON report path at ", m_local_json_report_path);
-    // All digits here: whoever reads the local copy may want to compute with it.
-    libvariant::write_json_file(m_local_json_report_path, root, {{"pretty", true}});
+    platform::replace_file(m_local_json_report_path, text);
 }

@@ -31,7 +31,7 @@ public:
 
 private:
     void load_local_json_report_path();
-    void save_local_copy(const libvariant::Variant& root) const;
+    void save_local_copy(const std::string& text) const;
 
     nyx::AConfigurator* m_conf; ///< not owned
     HealthDocument m_document;

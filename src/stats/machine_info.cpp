@@ -2,6 +2,7 @@
 
 #include "common/nyx_configurator.h"
 #include "platform/logger/sup_logger.h"
+#include "utils/builtin_commands.h"
 #include "utils/nyx_helper.h"
 
 #include <limits>
@@ -10,9 +11,6 @@
 namespace nyx_monitor {
 
 namespace {
-
-constexpr const char* tcp_pages_command =
-    "cat /proc/net/sockstat | grep \"TCP\"  | awk ' { print $11} ' ";
 
 SupLogger& logger()
 {
@@ -71,7 +69,7 @@ libvariant::Variant MachineInfo::generate_machine_info_report()
 
 void MachineInfo::print_process_cpu_and_ram() const
 {
-    const long bytes = tcp_memory_bytes(nyx::Helper::run_cmd(tcp_pages_command));
+    const long bytes = tcp_memory_bytes(nyx::Helper::run_cmd(nyx_utils::tcp_pages_command));
     logger().info("print_process_cpu_and_ram: TCP memory consumption is : ", bytes, " bytes");
 }
 

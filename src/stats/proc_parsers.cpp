@@ -1,5 +1,6 @@
 #include "stats/proc_parsers.h"
 
+#include "utils/stat_line.h"
 #include "utils/text_file.h"
 
 #include <algorithm>
@@ -78,12 +79,10 @@ std::optional<std::uint64_t> parse_idle_ticks(std::string_view text)
 
 std::optional<ProcessTicks> parse_process_ticks(std::string_view text)
 {
-    // The command's name may hold blanks and parentheses; only numbers and the
-    // state letter follow it, so the last parenthesis closes it.
-    const auto name_end = text.rfind(')');
-    if (name_end == std::string_view::npos)
+    const auto line = nyx_utils::split_stat_line(text);
+    if (!line)
         return std::nullopt;
-    text.remove_prefix(name_end + 1);
+    text = line->figures;
     constexpr int words_between_name_and_times = 11;
     skip_words(text, words_between_name_and_times);
     const auto user = next_number<std::uint64_t>(text);

@@ -1,6 +1,7 @@
 #include "stats/proc_stats_manager.h"
 
 #include "platform/logger/sup_logger.h"
+#include "utils/builtin_commands.h"
 
 #include <iterator>
 
@@ -10,6 +11,15 @@ SupLogger& logger()
 {
     static SupLogger& instance = SupLogger::get_instance("ProcessesManager");
     return instance;
+}
+
+std::vector<std::pair<int, std::string>> discover(int root_pid)
+{
+    const nyx_utils::SharedProcessPass pass;
+    std::vector<std::pair<int, std::string>> found;
+    Process::get_running_processes(root_pid, "watchdog", found); // what it found is good enough
+    Process::get_running_services({"pluto", "bird", "keepalived"}, found);
+    return found;
 }
 
 } // namespace
@@ -27,9 +37,7 @@ std::set<std::string> ProcessesManager::get_allowed_processes(bool vos)
 void ProcessesManager::calculate_processes_performance(const std::set<std::string>& allowed,
                                                        int root_pid)
 {
-    std::vector<std::pair<int, std::string>> found;
-    Process::get_running_processes(root_pid, "watchdog", found); // what it found is good enough
-    Process::get_running_services({"pluto", "bird", "keepalived"}, found);
+    const auto found = discover(root_pid);
     reset();
     ProcCpuStats::read_total_cpu_stats(m_proc_root);
     // A process that was found in two ways is measured, and counted, twice.

@@ -1,7 +1,9 @@
 #include "utils/command_runner.h"
 
+#include "common/nyx_configurator.h"
 #include "platform/file/unique_fd.h"
 #include "platform/logger/sup_logger.h"
+#include "utils/builtin_commands.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -141,17 +143,18 @@ int exit_code_of(int status)
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-} // namespace
-
-void set_between_commands(std::function<void()> hook)
+/// "Monitoring.builtin_commands"; asked each time, so that a reload counts.
+bool builtins_enabled()
 {
-    between_commands = std::move(hook);
+    bool enabled = false;
+    if (nyx::TheConfigurator::is_installed())
+        nyx::TheConfigurator::get_configuration().config.lookupValue("Monitoring.builtin_commands",
+                                                                     enabled);
+    return enabled;
 }
 
-CommandResult run_command(const std::string& command, CommandOutput collect)
+CommandResult run_program(const std::string& command, CommandOutput collect)
 {
-    if (between_commands)
-        between_commands();
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) {
         logger().error("run_command: no pipe for ", command, ": ", std::strerror(errno));
@@ -177,6 +180,23 @@ CommandResult run_command(const std::string& command, CommandOutput collect)
     }
     result.exit_code = exit_code_of(status);
     return result;
+}
+
+} // namespace
+
+void set_between_commands(std::function<void()> hook)
+{
+    between_commands = std::move(hook);
+}
+
+CommandResult run_command(const std::string& command, CommandOutput collect)
+{
+    if (between_commands)
+        between_commands();
+    if (builtins_enabled())
+        if (auto result = builtin_commands().answer(command))
+            return std::move(*result);
+    return run_program(command, collect);
 }
 
 } // namespace nyx_utils

@@ -20,6 +20,9 @@ struct CommandResult {
 /// signal dispositions, in a process group of its own, with no descriptors but
 /// 0 to 2. After 5 s, or 16 MiB of output, the group is killed and an error is
 /// logged. No zombie is left behind.
+///
+/// With "Monitoring.builtin_commands" true, a few commands are answered without
+/// a program, in the same way; see builtin_commands.h.
 CommandResult run_command(const std::string& command, CommandOutput collect);
 
 /// Sets what is called before each command: a long row of commands keeps the

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ostream>
 #include <stdexcept>
+#include <utility>
 
 namespace libvariant {
 
@@ -36,15 +37,21 @@ void round_numbers(Variant& tree, int digits)
 
 std::string write_json(const Variant& tree, const Options& options)
 {
+    if (options.contains("precision"))
+        return write_json(Variant(tree), options);
     const int indent = options.value("pretty", false) ? indent_blanks : -1;
-    const auto on_bad_utf8 = Variant::error_handler_t::replace;
-    if (!options.contains("precision"))
-        return tree.dump(indent, ' ', false, on_bad_utf8);
-    Variant rounded = tree;
-    // 17 digits tell any two doubles apart, so more would change nothing.
-    const int digits = std::min(options["precision"].get<int>(), 17);
-    round_numbers(rounded, digits);
-    return rounded.dump(indent, ' ', false, on_bad_utf8);
+    return tree.dump(indent, ' ', false, Variant::error_handler_t::replace);
+}
+
+std::string write_json(Variant&& tree, const Options& options)
+{
+    auto others = options;
+    if (others.erase("precision") != 0) {
+        // 17 digits tell any two doubles apart, so more would change nothing.
+        const int digits = std::min(options["precision"].get<int>(), 17);
+        round_numbers(tree, digits);
+    }
+    return write_json(std::as_const(tree), others);
 }
 
 void write_json(std::ostream& out, const Variant& tree, const Options& options)

@@ -21,6 +21,10 @@ using Options = Variant;
 /// are no UTF-8 as U+FFFD.
 std::string write_json(const Variant& tree, const Options& options = Options::object());
 
+/// The same, with the figures rounded in `tree` itself: the copy of a large
+/// tree costs more than its text.
+std::string write_json(Variant&& tree, const Options& options = Options::object());
+
 /// The same into a stream.
 void write_json(std::ostream& out, const Variant& tree, const Options& options = Options::object());
 

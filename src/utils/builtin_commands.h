@@ -1,0 +1,66 @@
+// Commands that the daemon answers itself instead of running them, as a shell
+// does with its builtins.
+#pragma once
+
+#include "utils/command_runner.h"
+#include "utils/process_table.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace nyx_utils {
+
+/// Prints how many pages TCP holds.
+inline constexpr const char* tcp_pages_command =
+    "cat /proc/net/sockstat | grep \"TCP\"  | awk ' { print $11} ' ";
+
+/// The process of "/usr/bin/pgrep -P <pid> -l"; nothing for any other text,
+/// and for what pgrep does not take literally (0 and numbers with a zero in
+/// front).
+std::optional<pid_t> parse_list_children(std::string_view command);
+
+/// The pattern of "/usr/bin/pgrep <pattern>" when it is a plain word, of
+/// letters, digits, "_" and "-", that pgrep can find. Nothing for any other
+/// text: options, regular expressions and what is longer than the name of a
+/// process, 15 characters.
+std::optional<std::string_view> parse_find_by_name(std::string_view command);
+
+/// What tcp_pages_command makes of /proc/net/sockstat.
+std::string tcp_pages_text(std::string_view sockstat);
+
+/// Answers commands from `proc_root`. Loop thread only.
+class BuiltinCommands {
+public:
+    explicit BuiltinCommands(const std::string& proc_root = "/proc");
+
+    /// Exit code and output of `command`, the same as the program's. Nothing
+    /// when the program has to be run: the command is none of ours, or what it
+    /// prints depends on more than /proc.
+    std::optional<CommandResult> answer(const std::string& command);
+
+    ProcessTable& processes() { return m_processes; }
+
+private:
+    std::optional<CommandResult> list_children(pid_t pid);
+    CommandResult find_by_name(std::string_view word);
+    std::optional<CommandResult> print_tcp_pages() const;
+
+    std::string m_proc_root;
+    ProcessTable m_processes;
+};
+
+/// Those that run_command() asks when "Monitoring.builtin_commands" is true.
+BuiltinCommands& builtin_commands();
+
+/// While one lives, builtins see the machine's processes as they were when they
+/// looked first: many commands in a row cost one pass over /proc.
+class SharedProcessPass {
+public:
+    SharedProcessPass() { builtin_commands().processes().hold(); }
+    SharedProcessPass(const SharedProcessPass&) = delete;
+    SharedProcessPass& operator=(const SharedProcessPass&) = delete;
+    ~SharedProcessPass() { builtin_commands().processes().release(); }
+};
+
+} // namespace nyx_utils

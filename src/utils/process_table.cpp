@@ -1,0 +1,230 @@
+#include "utils/process_table.h"
+
+#include "utils/stat_line.h"
+#include "utils/text_file.h"
+
+#include <dirent.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <memory>
+
+namespace nyx_utils {
+
+namespace {
+
+/// Entries of a folder that are numbers, ascending; nothing when it can not be
+/// opened.
+std::optional<std::vector<pid_t>> list_numbers(const std::string& folder)
+{
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(folder.c_str()), ::closedir);
+    if (!stream)
+        return std::nullopt;
+    std::vector<pid_t> numbers;
+    while (const dirent* entry = ::readdir(stream.get()))
+        if (const auto number = to_number<pid_t>(entry->d_name))
+            numbers.push_back(*number);
+    std::ranges::sort(numbers);
+    return numbers;
+}
+
+/// CPU time that was used on `clock`, nanoseconds; 0 when there is no such
+/// clock any more.
+std::int64_t cpu_time(clockid_t clock)
+{
+    timespec used{};
+    if (::clock_gettime(clock, &used) != 0)
+        return 0;
+    return static_cast<std::int64_t>(used.tv_sec) * 1000000000 + used.tv_nsec;
+}
+
+/// The threads of `pid`; nothing when there is no such process.
+std::optional<std::vector<pid_t>> list_threads(pid_t pid, const std::string& task_folder)
+{
+    constexpr nlink_t links_of_single_thread = 3; // a link each, beside the folder's own two
+    struct stat folder {};
+    if (::stat(task_folder.c_str(), &folder) != 0)
+        return std::nullopt;
+    if (folder.st_nlink == links_of_single_thread)
+        return std::vector{pid};
+    return list_numbers(task_folder);
+}
+
+bool exists(pid_t pid)
+{
+    return ::kill(pid, 0) == 0 || errno != ESRCH;
+}
+
+/// Whether there are children files, and the ids in them are those that system
+/// calls of this process understand: not so in a /proc of another namespace.
+bool offers_children_files(const std::string& proc_root)
+{
+    std::array<char, 32> self{};
+    const auto length = ::readlink((proc_root + "/self").c_str(), self.data(), self.size());
+    return length > 0 &&
+           std::string_view(self.data(), static_cast<std::size_t>(length)) ==
+               std::to_string(::getpid()) &&
+           ::access((proc_root + "/thread-self/children").c_str(), R_OK) == 0;
+}
+
+} // namespace
+
+ProcessTable::ProcessTable(std::string proc_root)
+    : m_proc_root(std::move(proc_root)), m_has_children_files(offers_children_files(m_proc_root))
+{
+}
+
+std::vector<pid_t> ProcessTable::named_like(std::string_view part)
+{
+    look();
+    std::vector<pid_t> pids;
+    for (const auto& known : m_known)
+        if (known.process.name.find(part) != std::string::npos)
+            pids.push_back(known.process.pid);
+    return pids;
+}
+
+std::optional<std::vector<NamedProcess>> ProcessTable::children_of(pid_t pid)
+{
+    if (!m_has_children_files)
+        return children_by_pass(pid);
+    if (m_held)
+        look(); // for the names
+    const auto pids = read_children(pid);
+    if (!pids)
+        return std::nullopt;
+    std::vector<NamedProcess> children;
+    for (const auto child : *pids)
+        if (auto name = name_of(child))
+            children.push_back({child, std::move(*name)});
+    return children;
+}
+
+void ProcessTable::hold()
+{
+    m_held = true;
+    m_fresh = false;
+}
+
+void ProcessTable::release()
+{
+    m_held = false;
+}
+
+void ProcessTable::look()
+{
+    if (!m_held || !m_fresh)
+        take_pass();
+    m_fresh = m_held;
+}
+
+void ProcessTable::take_pass()
+{
+    const auto pids = list_numbers(m_proc_root).value_or(std::vector<pid_t>{});
+    std::vector<Known> seen;
+    seen.reserve(pids.size());
+    auto before = m_known.begin();
+    for (const auto pid : pids) {
+        while (before != m_known.end() && before->process.pid < pid)
+            ++before;
+        if (before != m_known.end() && before->process.pid == pid && still_named(*before))
+            seen.push_back(std::move(*before));
+        else if (auto known = m_has_children_files ? read_process(pid) : read_stat(pid))
+            seen.push_back(std::move(*known));
+    }
+    m_known = std::move(seen);
+    m_by_parent.clear();
+    if (m_has_children_files)
+        return;
+    for (std::size_t i = 0; i < m_known.size(); ++i)
+        m_by_parent.emplace_back(m_known[i].parent, i);
+    std::ranges::sort(m_by_parent);
+}
+
+bool ProcessTable::still_named(const Known& known) const
+{
+    return known.ran > 0 && cpu_time(known.clock) == known.ran;
+}
+
+std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
+{
+    Known known{{pid, {}}, 0, {}, 0};
+    // The clock first: a process that renames itself in between is read again.
+    if (::clock_getcpuclockid(pid, &known.clock) == 0)
+        known.ran = cpu_time(known.clock);
+    const auto text = read_text_file(path_of(pid, "comm"));
+    if (!text || !text->ends_with('\n'))
+        return std::nullopt;
+    known.process.name.assign(*text, 0, text->size() - 1); // not the text's large buffer
+    return known;
+}
+
+std::optional<ProcessTable::Known> ProcessTable::read_stat(pid_t pid) const
+{
+    const auto text = read_text_file(path_of(pid, "stat"));
+    const auto line = split_stat_line(text ? std::string_view(*text) : std::string_view());
+    const auto parent = line ? line->parent() : std::nullopt;
+    if (!parent)
+        return std::nullopt;
+    return Known{{pid, std::string(line->name)}, *parent, {}, 0};
+}
+
+std::optional<std::string> ProcessTable::name_of(pid_t pid) const
+{
+    if (m_held && m_fresh) {
+        const auto found = std::ranges::lower_bound(
+            m_known, pid, {}, [](const Known& known) { return known.process.pid; });
+        if (found != m_known.end() && found->process.pid == pid)
+            return found->process.name;
+    }
+    auto known = read_process(pid);
+    return known ? std::optional(std::move(known->process.name)) : std::nullopt;
+}
+
+/// The kernel steps from child to child without holding them: when the one that
+/// it has just told goes, it may skip the next. A child that is gone after the
+/// reading, or a thread that took its children elsewhere, has all read again.
+std::optional<std::vector<pid_t>> ProcessTable::read_children(pid_t pid) const
+{
+    constexpr int attempts = 3;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        const auto threads = list_threads(pid, path_of(pid, "task"));
+        if (!threads)
+            return std::vector<pid_t>{};
+        std::vector<pid_t> children;
+        const bool complete = std::ranges::all_of(*threads, [&](pid_t thread) {
+            const auto text =
+                read_text_file(path_of(pid, "task/") + std::to_string(thread) + "/children");
+            std::string_view rest = text ? std::string_view(*text) : std::string_view();
+            while (const auto child = next_number<pid_t>(rest))
+                children.push_back(*child);
+            return text.has_value();
+        });
+        if (complete && std::ranges::all_of(children, exists)) {
+            std::ranges::sort(children);
+            return children;
+        }
+    }
+    return std::nullopt;
+}
+
+std::vector<NamedProcess> ProcessTable::children_by_pass(pid_t pid)
+{
+    look();
+    std::vector<NamedProcess> children;
+    auto at = std::ranges::lower_bound(m_by_parent, std::pair{pid, std::size_t{0}});
+    for (; at != m_by_parent.end() && at->first == pid; ++at)
+        children.push_back(m_known[at->second].process);
+    return children;
+}
+
+std::string ProcessTable::path_of(pid_t pid, const char* leaf) const
+{
+    return m_proc_root + "/" + std::to_string(pid) + "/" + leaf;
+}
+
+} // namespace nyx_utils

@@ -1,0 +1,70 @@
+// The processes of the machine and their children, out of /proc.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace nyx_utils {
+
+struct NamedProcess {
+    pid_t pid{};
+    std::string name; ///< as the kernel has it; any byte but NUL may be in it
+};
+
+/// A view on `proc_root`. Children come from /proc/<pid>/task/<tid>/children
+/// where the kernel offers these files, otherwise from a pass over
+/// /proc/<pid>/stat of all processes. Names come from /proc/<pid>/comm.
+///
+/// From pass to pass the name of a process that has used no CPU time meanwhile
+/// is kept: only a process itself changes its name. That takes a fifteenth of
+/// the time of reading the file. Not thread-safe.
+class ProcessTable {
+public:
+    explicit ProcessTable(std::string proc_root = "/proc");
+
+    /// The processes, zombies included and threads not, with `part` in their
+    /// name; ascending.
+    std::vector<pid_t> named_like(std::string_view part);
+    /// The children of `pid`, ascending; none when there is no such process.
+    /// Nothing when they came and went too fast to be listed.
+    std::optional<std::vector<NamedProcess>> children_of(pid_t pid);
+
+    /// From the first pass after hold() to release(), that pass is good for
+    /// every question (but for the children files, which are always read).
+    void hold();
+    void release();
+
+private:
+    struct Known {
+        NamedProcess process;
+        pid_t parent{};     ///< 0 where it is not read
+        clockid_t clock{};  ///< of its CPU time
+        std::int64_t ran{}; ///< nanoseconds of CPU, read before the name; 0: unknown
+    };
+
+    void look();
+    void take_pass();
+    bool still_named(const Known& known) const;
+    std::optional<Known> read_process(pid_t pid) const;
+    std::optional<Known> read_stat(pid_t pid) const;
+    std::optional<std::string> name_of(pid_t pid) const;
+    std::optional<std::vector<pid_t>> read_children(pid_t pid) const;
+    std::vector<NamedProcess> children_by_pass(pid_t pid);
+    std::string path_of(pid_t pid, const char* leaf) const;
+
+    std::string m_proc_root;
+    bool m_has_children_files;
+    bool m_held{};
+    bool m_fresh{}; ///< m_known is of this hold
+    std::vector<Known> m_known;
+    std::vector<std::pair<pid_t, std::size_t>> m_by_parent; ///< indices into m_known
+};
+
+} // namespace nyx_utils
