@@ -14,6 +14,7 @@
 #include "utils/standard_descriptors.h"
 
 #include <event2/event.h>
+#include <malloc.h>
 #include <sys/prctl.h>
 
 #include <cerrno>
@@ -141,6 +142,15 @@ void arm_first_timers()
     nyx_monitor::charge_msgchk();
 }
 
+/// A node of thousands of interfaces has reports of megabytes. Their texts are
+/// to go back to the kernel when they are freed; left to itself the allocator
+/// would soon take them from the heap, and the heap would stay as large.
+void map_large_blocks()
+{
+    constexpr int large = 256 * 1024;
+    ::mallopt(M_MMAP_THRESHOLD, large);
+}
+
 void shut_down()
 {
     monitor_logger().info("VOS monitor terminating ...");
@@ -186,6 +196,7 @@ int run()
 int main()
 {
     nyx_utils::open_standard_descriptors();
+    map_large_blocks();
     if (!configure())
         return exit_bad_start;
     monitor_logger().info("=============  VOS monitor version  ",

@@ -139,7 +139,7 @@ void ZELHttpClient::resolve_complete(bool failed, const std::list<std::string>& 
     logger().debug("resolve_complete_cb: Report body length: ", m_body.size());
     if (!send_request(url))
         logger().error("resolve_complete_cb: HTTP client <", this, "> failed sending report");
-    m_body.clear();
+    m_body = {}; // clear() would keep the memory
 }
 
 /// Leaves the address to send to in m_cached_address: the first of `addresses`,
