@@ -4,9 +4,11 @@
 Everything runs in network, mount and pid namespaces of its own, against the real server on
 127.0.0.1. Exit status 1 when a limit is missed.
 """
-import argparse, contextlib, glob, json, os, shutil, signal, subprocess, sys, time
+import contextlib, os, sys, time
 
-TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+from bench_node import OPTIONS, BenchNode, Limits, crowd, progress, run_bench
+import discovery, node, scale
+
 SIZES = (5, 20, 100)  # monitored processes
 TYPICAL = 20
 PIECES = (("process discovery", "discovery"), ("TCP memory command", "tcp_memory"),
@@ -14,117 +16,15 @@ PIECES = (("process discovery", "discovery"), ("TCP memory command", "tcp_memory
 SIGNED = ("readers", "serialisation", "local_copy", "post")
 
 
-def parse_options():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("build_folder", help="its bin/ holds the programs")
-    parser.add_argument("--quick", action="store_true", help="fewer reports, shorter windows")
-    return parser.parse_args()
-
-
-OPTIONS = parse_options()
-BIN = os.environ["VOS_BIN"] = os.path.join(os.path.abspath(OPTIONS.build_folder), "bin")
-sys.path.insert(0, os.path.join(TOP, "harness"))
-import node  # noqa: E402 (reads VOS_BIN)
-
-
-def progress(text):
-    print(text, file=sys.stderr, flush=True)
-
-
-# --- what is measured
-
-@contextlib.contextmanager
-def running(program, count):
-    """`count` idle processes of that program."""
-    children = []
-    try:
-        for _ in range(count):
-            children.append(subprocess.Popen([program, "infinity"]))
-        yield
-    finally:
-        for child in children:
-            child.kill()
-        for child in children:
-            child.wait()
-
-
-class BenchNode(node.Node):
-    """A node with a server that keeps no reports, and a daemon under a shell of its own."""
-
-    def serve(self):
-        with open("/opt/key") as key, open("/opt/crt") as certificate:
-            self.write("server.pem", key.read() + certificate.read())
-        self.server = self.run_in_background("server.log", [
-            sys.executable, TOP + "/examples/report_server.py", "--cert", self.path("server.pem"),
-            "--secret", node.SECRET, "--key-id", self.settings["General.datacenter_id"],
-            "--period", str(self.settings["General.hmac_timeout"]),
-            "--port-file", self.path("port"), "--print"])
-        port = node.until(lambda: self.read("port"), "the server's port").strip()
-        self.configure(**{"General.zel_report_url": f"https://127.0.0.1:{port}"})
-        return self
-
-    def log_as_installed(self):
-        shutil.copy(TOP + "/examples/log4cpp.properties", self.path("log4cpp.properties"))
-        return self
-
-    def start(self):
-        # The shell is the tree that is measured: neither the server nor what else runs here.
-        self.daemon = self.run_in_background("out", [
-            "/bin/sh", "-c", f"{BIN}/vos_monitor & echo $! >daemon.pid; wait"])
-        self.daemon_pid = int(node.until(lambda: self.read("daemon.pid"), "the daemon's pid"))
-        return self
-
-    def accepted(self):
-        with open(self.path("server.log"), "rb") as log:
-            return sum(b" 200 " in line for line in log)
-
-    def wait_for_accepted(self, count):
-        told = time.monotonic()
-        while (accepted := self.accepted()) < count:
-            if self.daemon.poll() is not None:
-                sys.exit("the daemon has ended: " + self.read("out"))
-            if time.monotonic() > told + 10:
-                told = time.monotonic()
-                progress(f"  {accepted} of {count} reports")
-            time.sleep(0.05)
-
-    def memory_kib(self):
-        with open(f"/proc/{self.daemon_pid}/status") as status:
-            figures = dict(line.split(":", 1) for line in status)
-        return {name: int(figures[name].split()[0]) for name in ("VmRSS", "RssAnon")}
-
-    def own_cpu_seconds(self):
-        """Of all threads, without the commands that the daemon runs."""
-        return sum(int(open(path).read().split()[0])
-                   for path in glob.glob(f"/proc/{self.daemon_pid}/task/*/schedstat")) / 1e9
-
-    def close(self):
-        if self.daemon and self.daemon.poll() is None:
-            os.kill(self.daemon_pid, signal.SIGTERM)
-            self.end()
-        super().close()
-
-
 def measure_pieces(bench, size):
     """The medians of all benchmarks with `size` monitored processes, by name."""
     progress(f"one report of {size} processes ...")
     times, seconds = (3, 0.05) if OPTIONS.quick else (9, 0.2)
-    shutil.copy(shutil.which("sleep"), bench.path("vos"))
-    with running(bench.path("vos"), size - 1):  # and this process, their parent
-        out = subprocess.run(
-            [BIN + "/report_bench", "--benchmark_format=json", f"--benchmark_min_time={seconds}",
-             f"--benchmark_repetitions={times}", "--benchmark_report_aggregates_only=true",
-             "--benchmark_enable_random_interleaving=true"]
-            + ([] if size == TYPICAL else ["--benchmark_filter=report/"]),
-            cwd=bench.folder, stdout=subprocess.PIPE, check=True).stdout
-    results = json.loads(out)
-    if int(results["context"]["processes"]) != size:
-        sys.exit(f"report_bench found {results['context']['processes']} processes, not {size}")
-    medians = sorted((run for run in results["benchmarks"] if run["aggregate_name"] == "median"),
-                     key=lambda run: run["family_index"])
-    return {run["run_name"].removesuffix("/process_time/real_time"):
-            {"self": run["cpu_time"], "children": run["children"], "wall": run["real_time"]}
-            for run in medians}
+    arguments = [f"--benchmark_min_time={seconds}", f"--benchmark_repetitions={times}",
+                 "--benchmark_report_aggregates_only=true",
+                 "--benchmark_enable_random_interleaving=true"]
+    return run_bench(bench, arguments + ([] if size == TYPICAL else ["--benchmark_filter=report/"]),
+                     size)
 
 
 def measure_memory(counts):
@@ -144,7 +44,7 @@ def measure_memory(counts):
 def measure_own_share(seconds, extra):
     """CPU of the daemon itself in percent of a core, on a machine of so many more processes."""
     bench = BenchNode(**{"Monitoring.report_freq": seconds * 1000, "General.polling_rate_ms": 250})
-    with contextlib.closing(bench), running(shutil.which("sleep"), extra):
+    with contextlib.closing(bench), crowd("other", extra):
         bench.log_as_installed().serve().start().wait_for_accepted(1)
         progress(f"the daemon's own share of {seconds} s ...")
         time.sleep(seconds / 3)  # from between two reports to between two reports
@@ -158,19 +58,6 @@ def measure_own_share(seconds, extra):
 
 
 # --- what is told
-
-class Limits:
-    def __init__(self):
-        self.missed = []
-
-    def check(self, what, value, unit, limit, inclusive=False):
-        met = value <= limit if inclusive else value < limit
-        sign = "<=" if inclusive else "<"
-        print(f"  {what:<64} {value:9.3f} {sign:>2} {f'{limit} {unit}':<8} "
-              f"{'ok' if met else 'MISSED'}")
-        if not met:
-            self.missed.append(what)
-
 
 def print_collectors(results):
     print(f"\nOne collector alone, microseconds{'self CPU':>24}{'wall':>9}")
@@ -212,6 +99,8 @@ def main():
         by_size = {size: measure_pieces(bench, size) for size in SIZES}
     few, many = (200, 1000) if OPTIONS.quick else (1000, 10000)
     memory = measure_memory((few, many))
+    found = discovery.measure()
+    large = scale.measure()
     seconds, extra = 10 if OPTIONS.quick else 60, 1000
     share = measure_own_share(seconds, extra)
 
@@ -223,6 +112,8 @@ def main():
     print_report(by_size)
     print(f"\nWhole signed report without discovery, {TYPICAL} processes, milliseconds")
     print(f"  self CPU {signed:44.3f}\n  and the TCP memory command's{signed + command:25.3f}")
+    discovery.show(found)
+    scale.show(large)
     print("\nMemory of the daemon, KiB" + "".join(f"{name:>14}" for name in memory[few]))
     for count, figures in memory.items():
         cells = "".join(f"{kib:14}" for kib in figures.values())
@@ -241,6 +132,8 @@ def main():
                  memory[many]["VmRSS"] - memory[few]["VmRSS"], "KiB", 256)
     if not OPTIONS.quick:  # which reports six times as often as the limit is meant for
         limits.check("the daemon's own share of a core", share, "%", 0.1, True)
+    discovery.check(limits, found)
+    scale.check(limits, large)
     for what in limits.missed:
         print("missed:", what, file=sys.stderr)
     return 1 if limits.missed else 0

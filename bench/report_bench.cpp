@@ -20,6 +20,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <functional>
@@ -27,6 +28,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -111,22 +113,31 @@ public:
         benchmark::DoNotOptimize(
             libvariant::write_json(m_tree, {{"pretty", true}, {"precision", 10}}));
     }
+    void serialise_interfaces()
+    {
+        benchmark::DoNotOptimize(libvariant::write_json(m_interfaces.collect_network_report(),
+                                                        {{"pretty", true}, {"precision", 10}}));
+    }
     void write_copy() const
     {
         libvariant::write_json_file(m_copy_path, m_tree, {{"pretty", true}});
     }
 
-    void post()
+    /// Returns how often the transfer had to be driven on, once a `tick`.
+    int post(std::chrono::milliseconds tick)
     {
         constexpr long timeout_sec = 10;
+        int ticks = 0;
         m_client.init_post_request_async_resolver(m_url, m_path, m_reporter.get_client_cert_path(),
                                                   m_text, timeout_sec, "");
         do {
+            ++ticks;
             m_client.continue_send();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(tick);
         } while (m_client.is_async_running());
         if (!m_client.is_request_succeeded())
             throw std::runtime_error("the server did not take a report");
+        return ticks;
     }
 
 private:
@@ -156,14 +167,35 @@ double children_us()
     return us(used.ru_utime) + us(used.ru_stime);
 }
 
+/// CPU time of this thread, microseconds.
+double thread_us()
+{
+    timespec used{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+    return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1e3;
+}
+
+/// The CPU time of the single runs: the loop is kept by each as long as it takes.
+void set_tail_counters(benchmark::State& state, std::vector<double>& runs)
+{
+    std::ranges::sort(runs);
+    state.counters["p99"] = runs.at((runs.size() - 1) * 99 / 100);
+    state.counters["worst"] = runs.back();
+}
+
 void measure(const char* name, std::function<void()> work)
 {
     const auto run = [work = std::move(work)](benchmark::State& state) {
         const double before = children_us();
-        for (auto _ : state)
+        std::vector<double> runs;
+        for (auto _ : state) {
+            const double start = thread_us();
             work();
+            runs.push_back(thread_us() - start);
+        }
         state.counters["children"] =
             benchmark::Counter(children_us() - before, benchmark::Counter::kAvgIterations);
+        set_tail_counters(state, runs);
     };
     benchmark::RegisterBenchmark(name, run)->MeasureProcessCPUTime()->UseRealTime()->Unit(
         benchmark::kMicrosecond);
@@ -194,16 +226,37 @@ void register_report(Pieces& pieces)
     measure("report/floor", [&] { benchmark::DoNotOptimize(read_floor(pieces.pids())); });
     measure("report/serialisation", [&] { pieces.serialise(); });
     measure("report/local_copy", [&] { pieces.write_copy(); });
-    measure("report/post", [&] { pieces.post(); });
+    measure("report/post", [&] { pieces.post(std::chrono::milliseconds(1)); });
+}
+
+void register_scale(Pieces& pieces)
+{
+    measure("scale/interfaces", [&] { pieces.serialise_interfaces(); });
+    const auto count_ticks = [&](benchmark::State& state) {
+        for (auto _ : state)
+            state.counters["ticks"] = pieces.post(std::chrono::milliseconds(100));
+    };
+    benchmark::RegisterBenchmark("scale/ticks", count_ticks)->Iterations(1);
+}
+
+/// Finding the processes alone: where it takes minutes, the rest is not worth waiting for.
+void run_discovery()
+{
+    benchmark::AddCustomContext("processes", std::to_string(discover().size()));
+    measure("report/discovery", [] { benchmark::DoNotOptimize(discover()); });
+    benchmark::RunSpecifiedBenchmarks();
 }
 
 void run(nyx::AConfigurator& conf, int argc, char** argv)
 {
+    benchmark::Initialize(&argc, argv);
+    if (argc == 2 && std::string_view(argv[1]) == "discovery")
+        return run_discovery();
     Pieces pieces(conf);
     benchmark::AddCustomContext("processes", std::to_string(pieces.pids().size()));
     register_collectors(pieces);
     register_report(pieces);
-    benchmark::Initialize(&argc, argv);
+    register_scale(pieces);
     benchmark::RunSpecifiedBenchmarks();
 }
 

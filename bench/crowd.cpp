@@ -1,0 +1,57 @@
+// Idle processes for a benchmark: "crowd NAME COUNT" starts COUNT of them under
+// that name, takes it too, says "ready" and sleeps. They end with it.
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+[[noreturn]] void sleep_until_killed()
+{
+    while (true)
+        ::pause();
+}
+
+/// One that says by a byte into `ready` that it has nothing more to do.
+bool start_one(int ready)
+{
+    const pid_t pid = ::fork();
+    if (pid != 0)
+        return pid > 0;
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::write(ready, "", 1) != 1)
+        ::_exit(1);
+    sleep_until_killed();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 3) {
+        std::fputs("usage: crowd NAME COUNT\n", stderr);
+        return 2;
+    }
+    ::prctl(PR_SET_NAME, argv[1]);
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    int ready[2];
+    if (::pipe(ready) != 0)
+        return 1;
+    const int count = std::atoi(argv[2]);
+    for (int started = 0; started < count; ++started) {
+        if (!start_one(ready[1])) {
+            std::perror("crowd: fork");
+            return 1;
+        }
+    }
+    char none;
+    for (int idle = 0; idle < count; ++idle)
+        if (::read(ready[0], &none, 1) != 1)
+            return 1;
+    std::puts("ready");
+    std::fflush(stdout);
+    sleep_until_killed();
+}
