@@ -32,7 +32,7 @@ def crowd(name, count):
         parent.stdout.readline()
         yield
     finally:
-        parent.kill()
+        parent.terminate()
         parent.wait()
         parent.stdout.close()
 
@@ -41,7 +41,7 @@ def run_bench(bench, arguments, size):
     """Runs report_bench under a shell, beside a crowd: `size` monitored processes in all. The
     medians by name."""
     script = """rm -f ready; "$1" vos "$2" >ready & until [ -s ready ]; do sleep 0.05; done
-                shift 2; "$@"; code=$?; kill $!; exit $code"""
+                shift 2; "$@"; code=$?; kill $!; wait $!; exit $code"""
     out = subprocess.run(["/bin/sh", "-c", script, "sh", BIN + "/crowd", str(size - 2),
                           BIN + "/report_bench", "--benchmark_format=json"] + arguments,
                          cwd=bench.folder, stdout=subprocess.PIPE, check=True).stdout

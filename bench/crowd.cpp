@@ -1,6 +1,8 @@
 // Idle processes for a benchmark: "crowd NAME COUNT" starts COUNT of them under
-// that name, takes it too, says "ready" and sleeps. They end with it.
+// that name, takes it too, says "ready" and sleeps. At SIGTERM it ends them and
+// waits for each: they are not to stay as zombies of whoever adopts them.
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -15,6 +17,14 @@ namespace {
         ::pause();
 }
 
+void end_all(int)
+{
+    ::kill(0, SIGUSR1); // the group; it is ignored here
+    while (::wait(nullptr) > 0) {
+    }
+    ::_exit(0);
+}
+
 /// One that says by a byte into `ready` that it has nothing more to do.
 bool start_one(int ready)
 {
@@ -22,6 +32,8 @@ bool start_one(int ready)
     if (pid != 0)
         return pid > 0;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGUSR1, SIG_DFL);
     if (::write(ready, "", 1) != 1)
         ::_exit(1);
     sleep_until_killed();
@@ -37,6 +49,9 @@ int main(int argc, char** argv)
     }
     ::prctl(PR_SET_NAME, argv[1]);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::setpgid(0, 0);
+    std::signal(SIGUSR1, SIG_IGN);
+    std::signal(SIGTERM, end_all);
     int ready[2];
     if (::pipe(ready) != 0)
         return 1;
