@@ -226,6 +226,7 @@ void LogSettings::reload_when_changed() noexcept
 
 void LogSettings::shut_down()
 {
+    SupLogger::tell_repeats();
     const std::lock_guard<std::mutex> guard(watch_mutex);
     const std::unique_lock<std::shared_mutex> alone(in_use);
     watched = {};

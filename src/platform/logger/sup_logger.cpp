@@ -1,9 +1,11 @@
 #include "platform/logger/sup_logger.h"
 
 #include "platform/logger/log_settings.h"
+#include "platform/logger/repeat_limit.h"
 
 #include <log4cpp/Category.hh>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -16,6 +18,64 @@ std::string escape_line_feeds(std::string text)
     for (auto at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2))
         text.replace(at, 1, "\\n");
     return text;
+}
+
+/// The one limit on repeated records, for every category and thread.
+struct Repeats {
+    std::mutex mutex; ///< guards the limit
+    RepeatLimit limit;
+    std::atomic<RepeatLimit::Clock::duration> next_look{}; ///< when counts may be due
+};
+
+Repeats& repeats()
+{
+    static Repeats instance;
+    return instance;
+}
+
+/// What a fault may repeat without end. Fatal records are the last ones; what
+/// is below a notice belongs to the daily routine; and who asks for debug
+/// records of a category wants all of it.
+bool is_limited(const log4cpp::Category& category, LogLevel level)
+{
+    return level >= LogLevel::error && level <= LogLevel::notice &&
+           category.getChainedPriority() < static_cast<int>(LogLevel::debug);
+}
+
+bool is_admitted(const log4cpp::Category& category, LogLevel level, const std::string& text)
+{
+    if (!is_limited(category, level))
+        return true;
+    const std::lock_guard<std::mutex> guard(repeats().mutex);
+    return repeats().limit.admit(category.getName(), static_cast<int>(level), text,
+                                 RepeatLimit::Clock::now());
+}
+
+void tell(const std::vector<RepeatLimit::Count>& counts)
+{
+    const auto guard = LogSettings::use();
+    for (const auto& count : counts)
+        log4cpp::Category::getInstance(count.category)
+            .log(count.level, count.text + " (repeated " + std::to_string(count.repeated) +
+                                  (count.repeated == 1 ? " time)" : " times)"));
+}
+
+/// Tells the counts that are due, at most once a second.
+void tell_due_counts() noexcept
+{
+    const auto now = RepeatLimit::Clock::now();
+    auto due = repeats().next_look.load(std::memory_order_relaxed);
+    if (now.time_since_epoch() < due || !repeats().next_look.compare_exchange_strong(
+                                            due, now.time_since_epoch() + std::chrono::seconds(1)))
+        return;
+    try {
+        std::unique_lock<std::mutex> guard(repeats().mutex);
+        const auto counts = repeats().limit.due(now);
+        guard.unlock();
+        tell(counts);
+    } catch (...) {
+        return; // out of memory: these counts are lost
+    }
 }
 
 } // namespace
@@ -37,6 +97,8 @@ SupLoggerStreamer::~SupLoggerStreamer()
         return;
     try {
         const auto text = m_keep_lines ? m_text.str() : escape_line_feeds(m_text.str());
+        if (!is_admitted(*m_category, m_level, text))
+            return;
         const auto guard = LogSettings::use();
         m_category->log(static_cast<int>(m_level), text);
     } catch (...) {
@@ -65,8 +127,17 @@ SupLogger& SupLogger::get_instance(const std::string& category)
 bool SupLogger::is_enabled(LogLevel level) const
 {
     LogSettings::reload_when_changed();
+    tell_due_counts();
     const auto guard = LogSettings::use();
     return m_category.isPriorityEnabled(static_cast<int>(level));
+}
+
+void SupLogger::tell_repeats()
+{
+    std::unique_lock<std::mutex> guard(repeats().mutex);
+    const auto counts = repeats().limit.all();
+    guard.unlock();
+    tell(counts);
 }
 
 SupLoggerStreamer SupLogger::getStream(LogLevel level)

@@ -1,7 +1,9 @@
 // The logging facade: named categories over log4cpp.
 //
 // A record is one line. Line feeds inside a text are written as "\n", so that
-// no input can forge a record.
+// no input can forge a record. Errors, warnings and notices that a fault repeats
+// are written a few times an hour and then counted (see repeat_limit.h), unless
+// the category's level is debug or finer.
 #pragma once
 
 #include <sstream>
@@ -59,6 +61,10 @@ class SupLogger {
 public:
     /// The one logger of that name.
     static SupLogger& get_instance(const std::string& category);
+
+    /// Tells how often records were repeated without being written, all at
+    /// once. For the end of logging.
+    static void tell_repeats();
 
     explicit SupLogger(log4cpp::Category& category) : m_category(category) {}
     SupLogger(const SupLogger&) = delete;

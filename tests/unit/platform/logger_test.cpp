@@ -1,10 +1,12 @@
 #include "platform/logger/log_settings.h"
+#include "platform/logger/repeat_limit.h"
 #include "platform/logger/sup_logger.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <thread>
 
@@ -98,6 +100,60 @@ TEST_F(LoggerTest, changed_file_is_loaded_within_a_second_of_the_next_record)
     EXPECT_NE(log.find("the old settings stay"), std::string::npos) << log;
     EXPECT_TRUE(log.ends_with("Test INFO kept\n")) << log;
     EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+TEST_F(LoggerTest, repeated_warnings_are_counted_unless_debug_records_are_wanted)
+{
+    for (const std::string level : {"INFO", "DEBUG"}) {
+        LogSettings::load(m_folder.write("settings", settings(level, m_folder.file(level))));
+        for (int i = 0; i < 30; ++i) {
+            m_log.warning("no file /proc/", i, "/stat");
+            m_log.info("routine");
+            m_log.fatal("last words");
+        }
+        LogSettings::shut_down();
+        const auto log = m_folder.read(level);
+        const bool limited = level == "INFO";
+        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), limited ? 30 + 30 + 8 + 1 : 90);
+        EXPECT_EQ(log.ends_with("WARN no file /proc/29/stat (repeated 22 times)\n"), limited);
+    }
+}
+
+/// Three hours of one fault, and its end. Every record is written or counted.
+TEST(RepeatLimit, keeps_a_lasting_fault_below_200_lines_an_hour)
+{
+    using namespace std::chrono_literals;
+    const struct {
+        std::chrono::milliseconds period;
+        std::size_t kinds, words, most_lines_an_hour;
+    } cases[] = {{100ms, 12, 1, 132}, {60s, 12, 1, 132}, {10min, 4, 1, 24}, {1s, 1, 997, 143}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.period.count());
+        RepeatLimit limit;
+        std::size_t records = 0, told = 0, lines = 0;
+        for (RepeatLimit::Clock::time_point now{}, next{}; now.time_since_epoch() < 4h; now += 1s) {
+            for (const auto& count : limit.due(now))
+                told += count.repeated, ++lines;
+            for (; next <= now && now.time_since_epoch() < 3h; next += row.period)
+                for (std::size_t kind = 0; kind < row.kinds; ++kind, ++records) {
+                    const auto word = std::string(1 + records % row.words, "abcdefghijkl"[kind]);
+                    const bool written = limit.admit("C", 400, word + std::to_string(records), now);
+                    lines += written, told += written;
+                }
+        }
+        EXPECT_LE(lines, 3 * row.most_lines_an_hour);
+        EXPECT_EQ(told, records);
+    }
+}
+
+TEST(RepeatLimit, numbers_do_not_make_a_kind)
+{
+    for (const auto& [text, kind] : {std::pair{"", ""},
+                                     {"a1b22", "a#b#"},
+                                     {"<0x5fAbg>", "<#g>"},
+                                     {"-1.5e3 0x", "-#.#e# #"},
+                                     {"words", "words"}})
+        EXPECT_EQ(without_numbers(text), kind);
 }
 
 } // namespace
