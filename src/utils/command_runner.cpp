@@ -29,6 +29,7 @@ using platform::UniqueFd;
 
 constexpr std::chrono::seconds time_limit{5};
 constexpr std::size_t output_limit = 16 * 1024 * 1024;
+constexpr int longest_wait_ms = 100; ///< between two calls of the hook
 constexpr int not_started = 127;
 
 std::function<void()> between_commands;
@@ -84,6 +85,12 @@ private:
     posix_spawnattr_t m_attributes{};
 };
 
+void call_hook()
+{
+    if (between_commands)
+        between_commands();
+}
+
 int milliseconds_until(Clock::time_point deadline)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -97,8 +104,10 @@ bool collect_output(int fd, Clock::time_point deadline, std::string& output)
     std::array<char, 16384> buffer;
     while (true) {
         pollfd source{fd, POLLIN, 0};
-        const int ready = ::poll(&source, 1, milliseconds_until(deadline));
-        if (ready < 0 && errno == EINTR)
+        call_hook();
+        const int left_ms = milliseconds_until(deadline);
+        const int ready = ::poll(&source, 1, std::min(left_ms, longest_wait_ms));
+        if ((ready < 0 && errno == EINTR) || (ready == 0 && left_ms > longest_wait_ms))
             continue;
         if (ready <= 0)
             return false;
@@ -128,6 +137,7 @@ bool reap(pid_t pid, Clock::time_point deadline, int* status)
         if (Clock::now() >= deadline)
             return false;
         std::this_thread::sleep_for(pause);
+        call_hook();
     }
 }
 
@@ -191,8 +201,7 @@ void set_between_commands(std::function<void()> hook)
 
 CommandResult run_command(const std::string& command, CommandOutput collect)
 {
-    if (between_commands)
-        between_commands();
+    call_hook();
     if (builtins_enabled())
         if (auto result = builtin_commands().answer(command))
             return std::move(*result);

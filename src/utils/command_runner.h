@@ -25,9 +25,10 @@ struct CommandResult {
 /// a program, in the same way; see builtin_commands.h.
 CommandResult run_command(const std::string& command, CommandOutput collect);
 
-/// Sets what is called before each command: a long row of commands keeps the
-/// loop from its timers, and something may have to be done meanwhile. Null
-/// takes it off. It must not throw and not run commands.
+/// Sets what is called before each command and ten times a second while one
+/// runs: a long row of commands, or one that hangs, keeps the loop from its
+/// timers, and something may have to be done meanwhile. Null takes it off. It
+/// must not throw and not run commands.
 void set_between_commands(std::function<void()> hook);
 
 } // namespace nyx_utils

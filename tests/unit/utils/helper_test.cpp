@@ -1,6 +1,7 @@
 #include "common/nyx_configurator.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
+#include "utils/command_runner.h"
 #include "utils/nyx_helper.h"
 #include "utils/text_file.h"
 
@@ -115,9 +116,17 @@ TEST(RunCommand, what_runs_too_long_or_says_too_much_is_killed)
     CapturedLog log;
     std::string output;
     const auto start = std::chrono::steady_clock::now();
+    auto last_call = start;
+    std::chrono::steady_clock::duration longest_pause{};
+    nyx_utils::set_between_commands([&] {
+        const auto before = std::exchange(last_call, std::chrono::steady_clock::now());
+        longest_pause = std::max(longest_pause, last_call - before);
+    });
     EXPECT_EQ(Helper::run_cmd_stderr("sleep 60 & echo started; exec sleep 60", output), 128 + 9);
     EXPECT_EQ(output, "started\n");
     EXPECT_EQ(Helper::run_cmd_stderr("exec cat /dev/zero", output), 128 + 9);
+    nyx_utils::set_between_commands(nullptr);
+    EXPECT_LT(longest_pause, std::chrono::seconds(1)) << "heartbeats go on meanwhile";
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9));
     EXPECT_EQ(log.count("run_command: killed"), 2);
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
