@@ -1,5 +1,6 @@
 #include "common/nyx_configurator.h"
 
+#include "common/config_includes.h"
 #include "platform/file/atomic_file.h"
 #include "platform/logger/sup_logger.h"
 
@@ -79,13 +80,18 @@ AConfigurator::AConfigurator(const char* file_name, bool print_only)
 void AConfigurator::read_file()
 {
     m_file_lock.read_lock();
+    std::string obstacle;
     try {
         if (!is_readable_kind(m_file_name))
+            throw libconfig::FileIOException();
+        obstacle = include_obstacle_of_file(m_file_name);
+        if (!obstacle.empty())
             throw libconfig::FileIOException();
         config.readFile(m_file_name.c_str());
     } catch (const libconfig::FileIOException&) {
         m_file_lock.unlock();
-        throw FileNotFound("Could not open configuration file - " + m_file_name);
+        throw FileNotFound("Could not open configuration file - " + m_file_name +
+                           (obstacle.empty() ? "" : ": it " + obstacle));
     }
     // A parse error leaves with the lock held: the next lock operation of this
     // process takes it over.

@@ -1,10 +1,9 @@
 #include "vosctl/check_file.h"
 
+#include "common/config_includes.h"
 #include "utils/text_file.h"
-#include "vosctl/config_text.h"
 #include "vosctl/file_probes.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,24 +26,6 @@ void append(Findings& all, Findings&& more)
     std::ranges::move(more, std::back_inserter(all));
 }
 
-/// libconfig ends the whole process when it is given a folder to include.
-/// Empty when every included file can be handed to it.
-std::string include_obstacle(const std::string& text, int depth = 0)
-{
-    constexpr int deepest = 10; // libconfig's own bound
-    for (const auto& path : ConfigText(text).included()) {
-        struct stat found {};
-        if (::stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode))
-            return "includes " + path + ", which is not a regular file";
-        const auto inner = depth < deepest ? nyx_utils::read_text_file(path) : std::nullopt;
-        if (!inner)
-            continue; // libconfig's message says it
-        if (auto obstacle = include_obstacle(*inner, depth + 1); !obstacle.empty())
-            return obstacle;
-    }
-    return {};
-}
-
 /// Parses `text` into `config`; what is wrong when that fails.
 Findings parse(const std::string& text, libconfig::Config& config)
 {
@@ -53,7 +34,7 @@ Findings parse(const std::string& text, libconfig::Config& config)
             "holds a NUL byte",
             1 + static_cast<unsigned>(std::count(
                     text.begin(), text.begin() + static_cast<std::ptrdiff_t>(nul), '\n')));
-    if (const auto obstacle = include_obstacle(text); !obstacle.empty())
+    if (const auto obstacle = nyx::include_obstacle(text); !obstacle.empty())
         return whole_file(obstacle);
     try {
         config.readString(text);

@@ -1,9 +1,9 @@
 #include "vosctl/config_check.h"
 
+#include "common/config_text.h"
 #include "net/server_url.h"
 #include "platform/variant/variant.h"
 #include "utils/text_file.h"
-#include "vosctl/config_text.h"
 
 #include <algorithm>
 #include <exception>
@@ -170,10 +170,10 @@ Findings check_tree(const libconfig::Config& config)
 Findings check_numbers(const std::string& text)
 {
     Findings findings;
-    const ConfigText parsed(text);
+    const nyx::ConfigText parsed(text);
     for (const auto& key : known_keys()) {
         const auto value = parsed.value_of(key.path);
-        if (key.type == Setting::TypeInt && value && is_cut_number(*value))
+        if (key.type == Setting::TypeInt && value && nyx::is_cut_number(*value))
             findings.push_back({Severity::error, key.path,
                                 std::string(*value) +
                                     " does not fit 32 bits: libconfig makes another number of it"});

@@ -1,6 +1,6 @@
+#include "common/config_text.h"
 #include "common/nyx_configurator.h"
 #include "vosctl/config_check.h"
-#include "vosctl/config_text.h"
 #include "vosctl/setting_value.h"
 #include "vosctl/verbs.h"
 
@@ -38,7 +38,7 @@ void verify(const std::string& text, const std::string& path, const std::string&
 {
     libconfig::Config changed;
     changed.readString(text);
-    const auto written = ConfigText(text).value_of(path);
+    const auto written = nyx::ConfigText(text).value_of(path);
     if (!changed.exists(path) || !written || *written != literal)
         throw std::runtime_error(path + " can not be set in this file");
     for (const auto& finding : check_tree(changed))
@@ -53,7 +53,7 @@ std::string edited(const std::string& text, const std::string& path, const std::
     const auto literal = literal_of(value, wanted_type(config, path, value));
     if (!literal)
         throw std::runtime_error("\"" + value + "\" does not fit " + path);
-    auto changed = ConfigText(text).with_value(path, *literal);
+    auto changed = nyx::ConfigText(text).with_value(path, *literal);
     if (!changed)
         throw std::runtime_error(path + " can not be set: a name on the way is no group");
     verify(*changed, path, *literal);
@@ -69,7 +69,7 @@ int set(const CommandLine& line)
         return exit_usage;
     }
     const auto& path = line.arguments[0];
-    if (!std::ranges::all_of(path_names(path), is_name)) {
+    if (!std::ranges::all_of(nyx::path_names(path), is_name)) {
         std::cerr << "vosctl set: " << path << " is no dotted path of names\n";
         return exit_usage;
     }

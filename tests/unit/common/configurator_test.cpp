@@ -112,11 +112,14 @@ TEST_F(Reload, file_that_can_not_be_read_tells_nobody)
         << m_log.text();
     m_folder.write("vos.conf", "General = { vos_id = \"three\"; };");
     reload();
+    m_folder.write("vos.conf", "@include \"" + m_folder.path() + "\"\n");
+    EXPECT_EQ(reload(), "");
+    EXPECT_TRUE(m_log.contains(": it includes " + m_folder.path())) << m_log.text();
     std::filesystem::remove(m_path);
     EXPECT_EQ(reload(), "");
     std::filesystem::create_directory(m_path);
     EXPECT_EQ(reload(), "");
-    EXPECT_EQ(m_log.count("Could not open configuration file - " + m_path), 2);
+    EXPECT_EQ(m_log.count("Could not open configuration file - " + m_path), 3);
     EXPECT_EQ(vos_id(), "three") << "the old settings stay";
 }
 

@@ -1,8 +1,8 @@
+#include "common/config_text.h"
 #include "support/temp_folder.h"
 #include "utils/nyx_crypto.h"
 #include "utils/text_file.h"
 #include "vosctl/check_file.h"
-#include "vosctl/config_text.h"
 #include "vosctl/setting_value.h"
 
 #include <gmock/gmock.h>
@@ -121,9 +121,10 @@ TEST(ConfigText, sets_one_value_and_keeps_the_rest)
         {"g = ( 1 );", "g.a", "refused"},
     };
     for (const auto& row : cases)
-        EXPECT_EQ(ConfigText(row.text).with_value(row.path, "9").value_or("refused"), row.want);
+        EXPECT_EQ(nyx::ConfigText(row.text).with_value(row.path, "9").value_or("refused"),
+                  row.want);
     for (const char* text : {"\"", "a = \"\\", "a = {", "@include", "/*", "a = ((", "}", "a ="})
-        ConfigText(text).with_value("a.b", "9"); // whatever it makes of it, it ends
+        nyx::ConfigText(text).with_value("a.b", "9"); // whatever it makes of it, it ends
 }
 
 TEST(SettingValue, has_the_type_that_it_looks_like_or_does_not_fit)

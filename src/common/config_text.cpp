@@ -1,4 +1,4 @@
-#include "vosctl/config_text.h"
+#include "common/config_text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 #include <limits>
 #include <utility>
 
-namespace vosctl {
+namespace nyx {
 
 namespace {
 
@@ -212,4 +212,4 @@ bool is_cut_number(std::string_view literal)
     return error != std::errc() || value > largest + (negative ? 1 : 0);
 }
 
-} // namespace vosctl
+} // namespace nyx

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vosctl {
+namespace nyx {
 
 /// A file's text cut into tokens. Takes any text; what it finds in one that
 /// libconfig refuses means nothing. Pure.
@@ -61,4 +61,4 @@ std::vector<std::string_view> path_names(std::string_view path);
 /// 32 bits.
 bool is_cut_number(std::string_view literal);
 
-} // namespace vosctl
+} // namespace nyx
