@@ -97,11 +97,7 @@ class Figures(NodeTest):
 
     def check_inventory(self, *documents):
         for document in documents:
-            self.assertEqual(sorted(document), ["datacenter_id", "interfaces", "machine-info",
-                                                "processes", "processes_stats", "timestamp",
-                                                "version"])
-            self.assertEqual((document["version"], document["datacenter_id"]), (0.1, "dc-1"))
-            self.assertRegex(document["timestamp"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+            self.assertEqual(document["datacenter_id"], "dc-1")
             machine = document["machine-info"]
             self.assertEqual((machine["id"], machine["ip_address"]), ("node-7", "192.0.2.7"))
             self.assertEqual(machine["ram"], {"total": 1000000.0, "used": 650000.0})
@@ -113,7 +109,6 @@ class Figures(NodeTest):
             n = cpu["num-of-samples"]
             self.assertAlmostEqual(cpu["steal-average-pct"], steal / n if n else 0, 6)
             self.assertAlmostEqual(cpu["steal-variance"], steal**2 * (n - 1) / n**2 if n else 0, 4)
-            self.assertIsInstance(cpu["clock-skew-ms"], int)
 
     def check_processes(self, one, two, three):
         def expected(cpu, other, idle):

@@ -1,6 +1,7 @@
 """vosctl report: what the daemon would say, from a command that leaves no trace."""
-import json, os, shutil, subprocess
+import copy, json, os, re, shutil, subprocess
 from nodetest import BIN, NodeTest, run, until
+from report_schema import TOP, faults
 
 NOBODY = ["setpriv", "--reuid", "65534", "--clear-groups"]
 CHATTER = "while :; do echo x > /dev/udp/127.0.0.1/9; sleep 0.02; done"
@@ -32,7 +33,7 @@ class Report(NodeTest):
             if not done.stdout:
                 continue
             report = json.loads(done.stdout)
-            self.assertEqual(names(report), names(daemons))
+            self.assertEqual((names(report), faults(report)), (names(daemons), []))
             self.assertEqual("no supervisor" in done.stderr, bool(user), done.stderr)
             rest = sum(entry["cpu"] for entry in report["processes_stats"][-2:])
             self.assertAlmostEqual(rest + report["processes"]["cpu"], 100, 3)
@@ -41,6 +42,27 @@ class Report(NodeTest):
             self.assertTrue(5 < report["interfaces"][0]["rates"]["rx_pps"] <= 200, report)
         self.assertEqual(os.stat(node.path("report.json")), written)
         self.assertEqual(node.read("log").count("generate_procs_report"), 1)
+
+    def test_schema_refuses_what_no_report_says(self):
+        with open(TOP + "/docs/report.md") as page:
+            example = json.loads(re.search(r"^    {$.*?^    }$", page.read(), re.M | re.S)[0])
+        for path, value, good in (
+                ("machine-info cpu", {}, True), ("processes_stats 1 ram", -0.1, True),
+                ("processes_stats 0 ram", -0.1, False), ("processes_stats 0 fd", -0.1, False),
+                ("processes_stats 0 process_name", "sshd", False), ("version", 0.2, False),
+                ("processes_stats 1 process_name", "idle", False), ("host", "node", False),
+                ("machine-info ram", {"total": 1}, False), ("processes cpu", None, False),
+                ("machine-info cpu total", 100.1, False), ("machine-info cpu cores", [1], False),
+                ("interfaces 0 rates rx_bps", -1, False), ("interfaces", {}, False),
+                ("interfaces 0 counters rx_bytes", 0.5, False),
+                ("timestamp", "2026-11-21 05:14:09", False)):
+            document = place = copy.deepcopy(example)
+            *above, last = (int(key) if key.isdigit() else key for key in path.split())
+            for key in above:
+                place = place[key]
+            place[last] = value
+            self.assertEqual(not faults(document), good, (path, value, faults(document)))
+        self.assertEqual(faults(example), [])
 
 
 if __name__ == "__main__":
