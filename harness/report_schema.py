@@ -1,8 +1,7 @@
 """Reports held against docs/report.schema.json."""
 import json, os
 from jsonschema import Draft202012Validator
-
-TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+from node import TOP
 
 with open(TOP + "/docs/report.schema.json") as file:
     SCHEMA = json.load(file)

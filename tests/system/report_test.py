@@ -1,7 +1,7 @@
 """vosctl report: what the daemon would say, from a command that leaves no trace."""
 import copy, json, os, re, shutil, subprocess
-from nodetest import BIN, NodeTest, run, until
-from report_schema import TOP, faults
+from nodetest import BIN, TOP, NodeTest, run, until
+from report_schema import faults
 
 NOBODY = ["setpriv", "--reuid", "65534", "--clear-groups"]
 CHATTER = "while :; do echo x > /dev/udp/127.0.0.1/9; sleep 0.02; done"
