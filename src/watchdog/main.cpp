@@ -25,7 +25,9 @@ namespace {
 
 using namespace vos_watchdog;
 
-enum : int { exit_done = 0, exit_failed = 1, exit_usage = 2 };
+/// exit_terminated is apart from exit_done, so that a service manager that
+/// starts an ended supervisor again can leave one down that an operator ended.
+enum : int { exit_done = 0, exit_failed = 1, exit_usage = 2, exit_terminated = 30 };
 
 constexpr const char* usage = "usage: vos_watchdog [--config FILE]\n\n"
                               "Starts vos_monitor in this folder and keeps it running.\n\n"
@@ -33,7 +35,8 @@ constexpr const char* usage = "usage: vos_watchdog [--config FILE]\n\n"
                               "                  (default: vos.conf in this folder)\n"
                               "  --help          this text\n"
                               "  --version       the version\n\n"
-                              "Exit status: 0 ended as asked, 1 could not start, 2 wrong usage\n";
+                              "Exit status: 0 ended by SIGTERM or SIGINT, 1 could not start,\n"
+                              "2 wrong usage, 30 ended by vosctl terminate\n";
 
 SupLogger& logger()
 {
@@ -60,7 +63,8 @@ void on_stop_signal(evutil_socket_t signal, short, void* supervisor)
     static_cast<Supervisor*>(supervisor)->shut_down();
 }
 
-void run_loop(const Settings& settings, nyx::NYXEventBase& base)
+/// The exit status.
+int run_loop(const Settings& settings, nyx::NYXEventBase& base)
 {
     Supervisor supervisor(settings, daemon_path());
     nyx::NYXEventLibEventSignal events[] = {{SIGTERM, on_stop_signal, &supervisor},
@@ -70,6 +74,7 @@ void run_loop(const Settings& settings, nyx::NYXEventBase& base)
         event.add(event.signal(), -1);
     supervisor.start();
     base.dispatch();
+    return supervisor.is_terminated() ? exit_terminated : exit_done;
 }
 
 int run(const std::string& config)
@@ -88,7 +93,7 @@ int run(const std::string& config)
     try {
         make_ipc_folder();
         base.init();
-        run_loop(settings, base);
+        status = run_loop(settings, base);
         logger().info("supervisor ended");
     } catch (const std::exception& error) {
         logger().fatal(error.what());

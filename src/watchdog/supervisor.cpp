@@ -142,10 +142,12 @@ void Supervisor::request_forwarded(std::uint16_t type)
 {
     if (m_state == State::stopping)
         return;
-    if (type == ipc_stop)
+    if (type == ipc_stop) {
         expect_end(State::leaving, m_settings.stop_timeout);
-    else if (type == ipc_terminate)
+    } else if (type == ipc_terminate) {
+        m_terminated = true;
         expect_end(State::stopping, m_settings.stop_timeout);
+    }
 }
 
 void Supervisor::shut_down()

@@ -32,6 +32,9 @@ public:
     /// then the loop.
     void shut_down();
 
+    /// An operator has asked that daemon and supervisor end and stay down.
+    bool is_terminated() const { return m_terminated; }
+
 private:
     enum class State {
         down,     ///< no daemon; the restart timer runs
@@ -66,7 +69,8 @@ private:
     nyx::NYXEventLibEventTimer m_kill_timer;
     State m_state{State::down};
     std::chrono::steady_clock::time_point m_last_sign; ///< last heartbeat, or start
-    bool m_heard{false};                               ///< a heartbeat since the start
+    bool m_terminated{false};
+    bool m_heard{false}; ///< a heartbeat since the start
     unsigned m_restarts{0};
 };
 

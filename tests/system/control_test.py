@@ -187,7 +187,7 @@ class Supervised(NodeTest):
         second = self.until_healthy(node, pid)
         self.assertEqual(second["restarts"], 1)
         self.vosctl(node, "terminate")
-        self.assertEqual(node.end(), 0)
+        self.assertEqual(node.end(), 30)
         self.assertFalse(os.path.exists(f"/proc/{second['pid']}"))
         for verb in ("reload", "stop", "terminate", "status"):
             self.assertIn("no supervisor", self.vosctl(node, verb, status=3))
