@@ -146,7 +146,7 @@ def upgrade_and_downgrade(root):
     root.run("dpkg -i --force-downgrade /packages/older.deb")
     expect(root.read(CONF) == merged, "a downgrade keeps the configuration")
     root.run("dpkg -i /packages/vos-monitor_*.deb")
-    root.run("vosctl check", check=True)
+    root.run("cd /opt/vos && vosctl check")
     root.run("DEBCONF_RECONFIGURE=1 VOS_ID=x dpkg-reconfigure vos-monitor")
     expect(root.read(CONF) == merged, "a reconfiguration without new answers changes nothing",
            root.read(CONF))
@@ -164,24 +164,28 @@ def remove(root, before):
 
 
 def install_without_answers(root):
-    root.run("rm -rf /opt/vos")
+    preseed(root, server_url="nonsense", public_ip="nowhere")
     said = root.run("dpkg -i /packages/vos-monitor_*.deb")
     conf = root.read(CONF)
+    expect(said.count("can not use") == 2 and 'vos_public_ip = "127.0.0.1"' in conf,
+           "answers that can not be used are named and left out", said + conf)
     expect("reporting is DISABLED, for want of: server URL, data centre" in said
            and "report_freq = 0" in conf and 'vos_id = "node-7"' in conf,
            "without answers the host's name is the id, and reporting is disabled", said + conf)
+    until_active(root)
+    verified("and the node runs")
 
 
 def run_by_hand(root, server):
     """As the unit would: where there is no service manager."""
-    preseed(root, server_url=server.url, datacenter="dc-1", secret=SECRET)
+    preseed(root, secret=SECRET)
     root.run("mkdir /opt/vos")
     root.write("/opt/vos/client.pem", server.pem)
-    root.run("dpkg -i /packages/vos-monitor_*.deb")
+    root.run(f"VOS_SERVER_URL={server.url} VOS_DATACENTER=dc-1 dpkg -i /packages/vos-monitor_*.deb")
     accepted = len(server.accepted())
     root.start("sh -c 'cd /opt/vos && exec bin/vos_watchdog'")
     until(lambda: len(server.accepted()) > accepted, "a report of a node without manager", 60)
-    verified("a node without a service manager reports")
+    verified("a node without service manager, with answers from the environment, reports")
     root.run("dpkg -P vos-monitor")
     expect(not processes(root) and root.status("ls -d /opt/vos || ls -d /run/vos") != 0,
            "purge ends it and leaves nothing")
