@@ -4,7 +4,7 @@ target_compile_options(vos_options INTERFACE
   -fstack-protector-strong -fstack-clash-protection -Wformat -Werror=format-security)
 # It needs the optimizer. A distribution's compiler may define it by itself.
 target_compile_options(vos_options INTERFACE
-  "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+  "$<$<CONFIG:RelWithDebInfo,Release,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 target_link_options(vos_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--build-id=sha1)
 
 # Programs that the kernel may load anywhere.

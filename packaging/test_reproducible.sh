@@ -4,13 +4,15 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 work=$(mktemp -d)
+commit=$(git rev-parse HEAD)
 trap 'rm -rf "$work"' EXIT
 
 # packages FOLDER UMASK TZ: built there from scratch.
 packages() (
-    git clone --quiet . "$1"
-    cd "$1"
     umask "$2"
+    git clone --quiet --no-checkout . "$1"
+    cd "$1"
+    git checkout --quiet "$commit"
     unset CMAKE_CXX_COMPILER_LAUNCHER
     export TZ=$3 CCACHE_DISABLE=1
     ./dev package >"$work/log" 2>&1 || { cat "$work/log" >&2; exit 1; }
