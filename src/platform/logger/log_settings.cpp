@@ -109,11 +109,16 @@ private:
 };
 
 /// The names that a property file gives its appenders ("log4cpp.appender.NAME=").
+/// Throws when the file can not be read.
 std::vector<std::string> appender_names(const std::string& path)
 {
     constexpr std::string_view prefix = "log4cpp.appender.";
     std::vector<std::string> names;
-    std::ifstream file(path);
+    std::ifstream file;
+    file.exceptions(std::ios::badbit);
+    file.open(path);
+    if (!file)
+        throw std::runtime_error(std::strerror(errno));
     for (std::string line; std::getline(file, line);) {
         line.erase(0, line.find_first_not_of(" \t"));
         if (line.starts_with(prefix))
@@ -125,20 +130,17 @@ std::vector<std::string> appender_names(const std::string& path)
 
 /// The appenders that loading the file has made. log4cpp's configurator lends
 /// them to the categories and gives them to nobody, those of a file that fails
-/// half-way too; it only keeps the latest of each name in a register.
-Appenders take_appenders(const std::string& path, const Appenders& older)
+/// half-way too; it only keeps the latest of each name in a register. `made` has
+/// room for all: memory that runs out must not lose one.
+void take_appenders(const std::vector<std::string>& names, const Appenders& older, Appenders& made)
 {
-    log4cpp::AppenderSet made;
-    for (const auto& name : appender_names(path)) {
+    for (const auto& name : names) {
         auto* appender = log4cpp::Appender::getAppender(name);
         const auto is_it = [appender](const auto& owned) { return owned.get() == appender; };
-        if (appender != nullptr && std::none_of(older.begin(), older.end(), is_it))
-            made.insert(appender);
+        if (appender != nullptr && std::none_of(older.begin(), older.end(), is_it) &&
+            std::none_of(made.begin(), made.end(), is_it))
+            made.emplace_back(appender);
     }
-    Appenders owned;
-    for (auto* appender : made)
-        owned.emplace_back(appender);
-    return owned;
 }
 
 /// Puts the file in force or throws; on a throw nothing has changed.
@@ -150,17 +152,22 @@ void apply(const std::string& path)
     if (!S_ISREG(found.st_mode))
         throw std::runtime_error("log settings " + path + ": not a regular file");
 
+    Appenders made; // in the end: those that are no longer in force
     const std::unique_lock<std::shared_mutex> alone(in_use);
     const Snapshot before;
+    std::vector<std::string> names;
     try {
+        names = appender_names(path);
+        made.reserve(names.size());
         Snapshot::clear();
         log4cpp::PropertyConfigurator::configure(path);
     } catch (const std::exception& failure) {
-        const auto half_made = take_appenders(path, appenders);
+        take_appenders(names, appenders, made);
         before.restore();
         throw std::runtime_error("log settings " + path + ": " + failure.what());
     }
-    appenders = take_appenders(path, appenders);
+    take_appenders(names, appenders, made);
+    appenders.swap(made);
 }
 
 std::int64_t monotonic_seconds()

@@ -3,7 +3,9 @@
 #include "platform/logger/log_settings.h"
 #include "platform/logger/repeat_limit.h"
 
+#include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
+#include <log4cpp/LoggingEvent.hh>
 
 #include <atomic>
 #include <map>
@@ -18,6 +20,21 @@ std::string escape_line_feeds(std::string text)
     for (auto at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2))
         text.replace(at, 1, "\\n");
     return text;
+}
+
+/// Gives a record to the appenders of `category` and of those above it. log4cpp's
+/// own way there promises not to throw, and ends the process when memory runs
+/// out on it; an appender by itself throws.
+void append(log4cpp::Category* category, int level, const std::string& text)
+{
+    static std::mutex one_at_a_time;
+    const log4cpp::LoggingEvent event(category->getName(), text, {}, level);
+    const std::lock_guard<std::mutex> alone(one_at_a_time);
+    while (category != nullptr) {
+        for (auto* appender : category->getAllAppenders())
+            appender->doAppend(event);
+        category = category->getAdditivity() ? category->getParent() : nullptr;
+    }
 }
 
 /// The one limit on repeated records, for every category and thread.
@@ -54,10 +71,13 @@ bool is_admitted(const log4cpp::Category& category, LogLevel level, const std::s
 void tell(const std::vector<RepeatLimit::Count>& counts)
 {
     const auto guard = LogSettings::use();
-    for (const auto& count : counts)
-        log4cpp::Category::getInstance(count.category)
-            .log(count.level, count.text + " (repeated " + std::to_string(count.repeated) +
-                                  (count.repeated == 1 ? " time)" : " times)"));
+    for (const auto& count : counts) {
+        auto& category = log4cpp::Category::getInstance(count.category);
+        if (category.isPriorityEnabled(count.level))
+            append(&category, count.level,
+                   count.text + " (repeated " + std::to_string(count.repeated) +
+                       (count.repeated == 1 ? " time)" : " times)"));
+    }
 }
 
 /// Tells the counts that are due, at most once a second.
@@ -100,7 +120,7 @@ SupLoggerStreamer::~SupLoggerStreamer()
         if (!is_admitted(*m_category, m_level, text))
             return;
         const auto guard = LogSettings::use();
-        m_category->log(static_cast<int>(m_level), text);
+        append(m_category, static_cast<int>(m_level), text);
     } catch (...) {
         // A record that can not be written is lost; the program goes on.
         return;
