@@ -92,15 +92,11 @@ event_base* NYXEventBase::raw()
     return the_base;
 }
 
-void NYXEventBase::run_guarded(const std::function<void()>& callback) noexcept
+void NYXEventBase::keep_exception() noexcept
 {
-    try {
-        callback();
-    } catch (...) {
-        if (!thrown_by_callback)
-            thrown_by_callback = std::current_exception();
-        loop_break();
-    }
+    if (!thrown_by_callback)
+        thrown_by_callback = std::current_exception();
+    loop_break();
 }
 
 // ---- NYXEventLibEvent

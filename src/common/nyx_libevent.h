@@ -10,7 +10,6 @@
 #include <event2/event.h>
 #include <event2/event_struct.h>
 
-#include <functional>
 #include <memory>
 
 struct sockaddr;
@@ -69,8 +68,20 @@ public:
     /// The libevent base, null before init(). For the wrappers of this library.
     static event_base* raw();
     /// Runs `callback`; keeps what it throws for dispatch() and breaks the
-    /// loop. Every callback that libevent makes goes through here.
-    static void run_guarded(const std::function<void()>& callback) noexcept;
+    /// loop. Every callback that libevent makes goes through here. A template, as
+    /// the call must not need memory outside of the guard.
+    template <typename Callback>
+    static void run_guarded(const Callback& callback) noexcept
+    {
+        try {
+            callback();
+        } catch (...) {
+            keep_exception();
+        }
+    }
+
+private:
+    static void keep_exception() noexcept;
 };
 
 /// Signature of an event's callback: descriptor or signal, flags, argument.

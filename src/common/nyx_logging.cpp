@@ -6,6 +6,8 @@
 
 #include <event2/event.h>
 
+#include <cstdlib>
+#include <exception>
 #include <stdexcept>
 
 namespace {
@@ -46,7 +48,7 @@ void nyx_logging_reload(const NyxLoggingHandle* handle)
 {
     try {
         LogSettings::load(settings_file(*handle));
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         SupLogger::get_instance("Logging").error(error.what(), "; the old settings stay");
     }
 }
@@ -61,4 +63,12 @@ void libevent_event_log_cpp(int severity, const char* message)
 {
     static SupLogger& logger = SupLogger::get_instance("libevent");
     logger.log(level_of(severity), message);
+}
+
+void libevent_gives_up(int error)
+{
+    constexpr int out_of_resources = 1; // any other says that libevent was used wrongly
+    if (error != out_of_resources)
+        std::abort();
+    std::_Exit(error);
 }

@@ -83,6 +83,7 @@ int run(const std::string& config)
     const auto settings = read_settings(configurator);
     auto logging = nyx_logging_init_cfg_and_watch(&configurator, settings.log_settings_key.c_str());
     event_set_log_callback(libevent_event_log_cpp);
+    event_set_fatal_callback(libevent_gives_up);
     logger().info("supervisor version ", nyx_utils::DualNYXHelper::get_nyx_version_num());
     // A terminal that goes away, or a tool that does not wait for its answer,
     // must not take the node's monitoring with it.
