@@ -2,6 +2,7 @@
 
 #include "net/http_headers.h"
 #include "platform/logger/sup_logger.h"
+#include "utils/nyx_crypto.h"
 
 #include <stdexcept>
 #include <utility>
@@ -18,9 +19,14 @@ SupLogger& logger()
     return instance;
 }
 
-/// libcurl's process-wide state. A failure shows when the first handle is made.
+/// libcurl's process-wide state. libcurl does not look whether OpenSSL's, which it
+/// sets up on the way, is whole; where it is not, no transfer ever succeeds.
 struct CurlLibrary {
-    CurlLibrary() { curl_global_init(CURL_GLOBAL_DEFAULT); }
+    CurlLibrary()
+    {
+        if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK || !Crypto::is_library_ready())
+            throw std::runtime_error("ERROR Fail to set up libcurl or OpenSSL");
+    }
     CurlLibrary(const CurlLibrary&) = delete;
     CurlLibrary& operator=(const CurlLibrary&) = delete;
     ~CurlLibrary() { curl_global_cleanup(); }
@@ -222,12 +228,13 @@ bool HttpClient::queue(CurlList headers, const char* queued_text)
         logger().error("init_post_request_async: Failed setting custom http headers");
         return false;
     }
+    m_headers.push_back(std::move(headers)); // first: libcurl is to have no list that may go
     const CURLMcode added = curl_multi_add_handle(m_curl_multi.get(), m_curl.get());
     if (added != CURLM_OK) {
         logger().error("Failed adding multi-handle: ", added);
+        m_headers.pop_back();
         return false;
     }
-    m_headers.push_back(std::move(headers));
     m_response_received = false;
     m_request_succeeded = false;
     logger().info(queued_text);

@@ -6,6 +6,7 @@
 #include "utils/nyx_helper.h"
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -81,12 +82,11 @@ void* Resolver::getaddrinfo_async(const std::string& host, ResolveCallback callb
 {
     if (answer_at_once(host, static_table, callback, context))
         return nullptr;
-    auto request =
-        std::make_unique<Request>(Request{this, callback, context, host, m_retries, nullptr});
-    if (start_query(*request)) {
-        m_requests.push_back(std::move(request));
+    m_requests.push_back(
+        std::make_unique<Request>(Request{this, callback, context, host, m_retries, nullptr}));
+    if (start_query(*m_requests.back()))
         return m_requests.back().get();
-    }
+    m_requests.pop_back();
     std::list<std::string> none;
     callback(true, nullptr, no_ttl, none, context);
     return nullptr;
@@ -121,11 +121,16 @@ bool Resolver::answer_at_once(const std::string& host, const std::string& static
 
 bool Resolver::start_query(Request& request)
 {
-    auto query = std::make_unique<NYXResolver>(request.host, m_ns_timeout_ms, m_max_ttl_sec,
-                                               &response_function_cb, &request, m_ns_port);
-    const bool started = query->is_started();
-    request.query = started ? query.release() : nullptr; // from here on its own master
-    return started;
+    try {
+        auto query = std::make_unique<NYXResolver>(request.host, m_ns_timeout_ms, m_max_ttl_sec,
+                                                   &response_function_cb, &request, m_ns_port);
+        const bool started = query->is_started();
+        request.query = started ? query.release() : nullptr; // from here on its own master
+        return started;
+    } catch (const std::exception& error) {
+        logger().error("start_query: [", request.host, "] ", error.what());
+        return false;
+    }
 }
 
 void Resolver::response_function_cb(const NYXResponse& response, void* request)
@@ -146,16 +151,28 @@ void Resolver::complete(const NYXResponse& response, Request& request)
     }
     // The callback may destroy this resolver: nothing of it is used after.
     const auto done = take(&request);
-    if (failed) {
-        std::list<std::string> none;
-        done->callback(true, nullptr, no_ttl, none, done->context);
+    std::list<std::string> addresses;
+    if (failed || !keep_answer(response, done->host, addresses)) {
+        addresses.clear();
+        done->callback(true, nullptr, no_ttl, addresses, done->context);
         return;
     }
-    auto addresses = to_texts(response.addresses);
-    const int ttl = signed_ttl(response.ttl);
-    if (m_cache_enabled && !addresses.empty())
-        DNSCache::shared().save_answer(done->host, ttl, addresses);
-    done->callback(false, done->host.c_str(), ttl, addresses, done->context);
+    done->callback(false, done->host.c_str(), signed_ttl(response.ttl), addresses, done->context);
+}
+
+/// False, logged, when memory runs out: whoever asked is to hear of it all the same.
+bool Resolver::keep_answer(const NYXResponse& response, const std::string& host,
+                           std::list<std::string>& addresses) const
+{
+    try {
+        addresses = to_texts(response.addresses);
+        if (m_cache_enabled && !addresses.empty())
+            DNSCache::shared().save_answer(host, signed_ttl(response.ttl), addresses);
+        return true;
+    } catch (const std::exception& error) {
+        logger().error("response_function_cb", " [", host, "] ", error.what());
+        return false;
+    }
 }
 
 /// Takes `request` out of those in flight; null when it is none of them.

@@ -50,6 +50,8 @@ private:
                         ResolveCallback callback, void* context);
     bool start_query(Request& request);
     void complete(const NYXResponse& response, Request& request);
+    bool keep_answer(const NYXResponse& response, const std::string& host,
+                     std::list<std::string>& addresses) const;
     std::unique_ptr<Request> take(void* request);
 
     bool m_cache_enabled;

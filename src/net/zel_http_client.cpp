@@ -4,6 +4,7 @@
 #include "net/zel_request.h"
 #include "platform/logger/sup_logger.h"
 
+#include <exception>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -130,6 +131,16 @@ void ZELHttpClient::resolve_complete(bool failed, const std::list<std::string>& 
 {
     logger().debug("resolve_complete_cb: Resolve complete for HTTP client <", this, ">");
     m_resolve_context = nullptr;
+    try {
+        send_to_resolved(failed, addresses);
+    } catch (const std::exception& error) {
+        logger().error("resolve_complete_cb: HTTP client <", this, "> failed: ", error.what());
+        m_request_succeeded = false;
+    }
+}
+
+void ZELHttpClient::send_to_resolved(bool failed, const std::list<std::string>& addresses)
+{
     if (!choose_address(failed, addresses)) {
         m_request_succeeded = false;
         return;

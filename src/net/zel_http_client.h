@@ -84,6 +84,7 @@ private:
     bool get_hmac_params(std::string& secret, std::string& key, unsigned int& period_ms);
     void cancel_resolution();
     void resolve_complete(bool failed, const std::list<std::string>& addresses);
+    void send_to_resolved(bool failed, const std::list<std::string>& addresses);
     bool choose_address(bool failed, const std::list<std::string>& addresses);
     bool send_request(const std::string& url);
 

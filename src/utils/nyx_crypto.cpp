@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string_view>
@@ -193,6 +194,15 @@ std::string Crypto::decrypt(const std::string& sealed) const
         return {};
     }
     return *secret;
+}
+
+bool Crypto::is_library_ready()
+{
+    // Each part is set up once; asking again gives what came of it.
+    constexpr std::uint64_t parts = OPENSSL_INIT_LOAD_CRYPTO_STRINGS |
+                                    OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS |
+                                    OPENSSL_INIT_LOAD_CONFIG;
+    return OPENSSL_init_crypto(parts, nullptr) == 1;
 }
 
 std::string Crypto::hmac(const std::string& data, const std::string& key, int type) const

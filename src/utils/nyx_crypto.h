@@ -57,6 +57,9 @@ class Crypto {
 public:
     enum HashType { sha256 = 0 };
 
+    /// False for good when OpenSSL could not be set up in this process.
+    static bool is_library_ready();
+
     /// The secret that `sealed` holds under the configured key. Empty, and one
     /// error record that never shows the secret, on failure.
     std::string decrypt(const std::string& sealed) const;
