@@ -31,6 +31,16 @@ Reporter::Reporter(AConfigurator* configurator,
 
 bool Reporter::send_report_async(bool resend)
 {
+    try {
+        return start_sending(resend);
+    } catch (const std::exception& error) {
+        logger().error("send_report_async: not sent: ", error.what());
+        return false;
+    }
+}
+
+bool Reporter::start_sending(bool resend)
+{
     m_empty_report = false;
     std::string url;
     long timeout_sec = 0;

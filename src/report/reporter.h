@@ -36,6 +36,7 @@ public:
 
     /// Makes a report (unless this is a resend of the last one) and starts to
     /// post it. True when that was started, or when there was nothing to send.
+    /// What goes wrong, memory that runs out included, is logged and costs this send.
     bool send_report_async(bool resend);
     /// Posts the last report again.
     bool resend_report_async() { return send_report_async(true); }
@@ -54,6 +55,7 @@ public:
     static libvariant::Variant get_zel_metadata(AConfigurator& configurator);
 
 private:
+    bool start_sending(bool resend);
     bool read_destination(std::string& url, long& timeout_sec) const;
     bool make_report();
     void check_client_cert(const std::string& path);
