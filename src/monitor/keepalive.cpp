@@ -4,6 +4,8 @@
 #include "platform/logger/sup_logger.h"
 #include "utils/nyx_helper.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -23,6 +25,12 @@ SupLogger& logger()
 } // namespace
 
 KeepAlive::KeepAlive() : NYXEventLibEventTimer(&KeepAlive::keepalive_cb, this, -1) {}
+
+KeepAlive::~KeepAlive()
+{
+    if (m_fd > 0)
+        ::close(m_fd);
+}
 
 KeepAlive* KeepAlive::instance()
 {

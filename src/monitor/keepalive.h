@@ -40,6 +40,7 @@ public:
 
 private:
     KeepAlive();
+    ~KeepAlive() override;
 
     int m_fd{0};
     bool m_ready{false};

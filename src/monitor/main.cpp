@@ -5,6 +5,7 @@
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
 #include "monitor/signals.h"
+#include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
@@ -24,8 +25,10 @@
 #include <exception>
 #include <iostream>
 #include <map>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -151,10 +154,18 @@ void map_large_blocks()
     ::mallopt(M_MMAP_THRESHOLD, large);
 }
 
+void close_supervisor_link()
+{
+    monitor().message_check.del(false);
+    nyx::IDispatch::setup(-1, {});
+    const platform::UniqueFd link(std::exchange(monitor().ipc_fd, -1));
+}
+
 void shut_down()
 {
     monitor_logger().info("VOS monitor terminating ...");
     monitor().reporter.reset();
+    close_supervisor_link();
     monitor_logger().info("VOS has monitor successfully stopped");
     nyx_logging_and_watch_fini(std::move(monitor().logging));
 }
@@ -184,6 +195,22 @@ int run()
     return 0;
 }
 
+/// Memory may run out where nothing can be thrown: a JSON tree allocates while it
+/// goes. That ends the daemon as any error does that nobody handled; what else
+/// gets here is a bug, and leaves a core.
+[[noreturn]] void on_terminate()
+{
+    try {
+        if (const auto error = std::current_exception())
+            std::rethrow_exception(error);
+    } catch (const std::bad_alloc&) {
+        std::_Exit(exit_bad_start);
+    } catch (...) {
+        std::abort();
+    }
+    std::abort();
+}
+
 [[noreturn]] void abort_with(int status)
 {
     monitor().reporter.reset();
@@ -197,14 +224,16 @@ int main()
 {
     nyx_utils::open_standard_descriptors();
     map_large_blocks();
+    std::set_terminate(on_terminate);
     if (!configure())
         return exit_bad_start;
-    monitor_logger().info("=============  VOS monitor version  ",
-                          nyx_utils::DualNYXHelper::get_nyx_version_num(), "  =============");
-    event_set_log_callback(libevent_event_log_cpp);
-    event_enable_debug_mode();
-    nyx_utils::shared_mem_enabled = false;
     try {
+        monitor_logger().info("=============  VOS monitor version  ",
+                              nyx_utils::DualNYXHelper::get_nyx_version_num(), "  =============");
+        event_set_log_callback(libevent_event_log_cpp);
+        event_set_fatal_callback(libevent_gives_up);
+        event_enable_debug_mode();
+        nyx_utils::shared_mem_enabled = false;
         return run();
     } catch (const std::exception& error) {
         monitor_logger().fatal("Unhandled exception caught:");

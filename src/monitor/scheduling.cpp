@@ -4,6 +4,8 @@
 
 #include <sys/time.h>
 
+#include <stdexcept>
+
 namespace nyx_monitor {
 
 namespace {
@@ -24,6 +26,13 @@ void charge_idle_timer(nyx::NYXEventLibEventTimer& timer, LogLevel level, const 
     timer.charge(0);
 }
 
+/// A timer that is not armed again would end reporting without a word.
+void rearm(nyx::NYXEventLibEventTimer& timer, unsigned int ms)
+{
+    if (!timer.charge(ms))
+        throw std::runtime_error("Failed to arm a report timer");
+}
+
 } // namespace
 
 void vos_monitor_schedule_et(evutil_socket_t, short, void*)
@@ -36,7 +45,7 @@ void vos_monitor_schedule_et(evutil_socket_t, short, void*)
     timeval start{};
     ::gettimeofday(&start, nullptr);
     // Re-armed before the work, so that the period counts from start to start.
-    daemon.schedule_timer.charge(static_cast<unsigned>(daemon.report_freq_ms));
+    rearm(daemon.schedule_timer, static_cast<unsigned>(daemon.report_freq_ms));
     if (!daemon.reporter->send_report_async(false))
         log.error("Failed sending report");
     timeval end{};
@@ -49,7 +58,7 @@ void send_reports(evutil_socket_t, short, void*)
     auto& daemon = monitor();
     if (!daemon.reporter->continue_send_report())
         monitor_logger().error("Failed sending VOS health report");
-    daemon.send_timer.charge(daemon.polling_rate_ms);
+    rearm(daemon.send_timer, daemon.polling_rate_ms);
 }
 
 void reconf_handler_cb()
