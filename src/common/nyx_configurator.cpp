@@ -84,6 +84,7 @@ void AConfigurator::read_file()
     try {
         if (!is_readable_kind(m_file_name))
             throw libconfig::FileIOException();
+        platform::remove_leftover(m_file_name); // whoever saves holds the lock
         obstacle = include_obstacle_of_file(m_file_name);
         if (!obstacle.empty())
             throw libconfig::FileIOException();

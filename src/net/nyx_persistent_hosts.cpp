@@ -80,6 +80,7 @@ void PersistentHosts::persistent_hosts_load()
 void PersistentHosts::load()
 {
     m_table.clear();
+    platform::remove_leftover(m_path);
     const auto text = nyx_utils::read_text_file(m_path);
     if (!text) {
         logger().warning("Failed to open file ", m_path);

@@ -50,6 +50,7 @@ void VOSHealthReporter::load_local_json_report_path()
     } else if (m_local_json_report_path != before) {
         logger().info("Updated local JSON report path to ",
                       m_local_json_report_path.empty() ? "<empty>" : m_local_json_report_path);
+        platform::remove_leftover(m_local_json_report_path);
     }
 }
 

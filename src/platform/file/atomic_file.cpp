@@ -51,6 +51,11 @@ int give_to(int fd, uid_t owner, gid_t group)
 
 } // namespace
 
+void remove_leftover(const std::string& path)
+{
+    ::unlink((path + ".tmp").c_str());
+}
+
 void replace_file(const std::string& path, std::string_view content, std::optional<mode_t> mode)
 {
     const std::string beside = path + ".tmp";

@@ -19,4 +19,8 @@ namespace platform {
 void replace_file(const std::string& path, std::string_view content,
                   std::optional<mode_t> mode = std::nullopt);
 
+/// Removes what a writer of `path` that was killed has left beside it. Only
+/// where no other writer can be at work. A failure is not told of.
+void remove_leftover(const std::string& path);
+
 } // namespace platform
