@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -128,10 +129,12 @@ void CPUStatSampler::add_stats(std::uint64_t steal, std::uint64_t total, const t
     m_prev_total = total;
     if (!lock())
         return;
+    // Also when memory runs out: the loop would wait for the mutex for ever.
+    const auto give_back = [](CPUStatSampler* sampler) { sampler->unlock(); };
+    const std::unique_ptr<CPUStatSampler, decltype(give_back)> locked(this, give_back);
     m_samples.push_back(sample);
     if (m_samples.size() > max_samples)
         m_samples.erase(m_samples.begin());
-    unlock();
 }
 
 bool CPUStatSampler::get_stats(int& clock_skew_ms, double& steal_average_pct,

@@ -5,6 +5,7 @@
 #include "platform/logger/sup_logger.h"
 
 #include <openssl/crypto.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
@@ -202,7 +203,13 @@ bool Crypto::is_library_ready()
     constexpr std::uint64_t parts = OPENSSL_INIT_LOAD_CRYPTO_STRINGS |
                                     OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS |
                                     OPENSSL_INIT_LOAD_CONFIG;
-    return OPENSSL_init_crypto(parts, nullptr) == 1;
+    if (OPENSSL_init_crypto(parts, nullptr) != 1)
+        return false;
+    // What it keeps for each thread shows only in use: here, its queue of errors.
+    ERR_raise(ERR_LIB_USER, ERR_R_INTERNAL_ERROR);
+    const bool has_queue = ERR_peek_error() != 0;
+    ERR_clear_error();
+    return has_queue;
 }
 
 std::string Crypto::hmac(const std::string& data, const std::string& key, int type) const
