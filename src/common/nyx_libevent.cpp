@@ -77,8 +77,9 @@ void NYXEventBase::loop_break()
 
 void NYXEventBase::loop_exit()
 {
-    if (the_base != nullptr)
-        event_base_loopexit(the_base, nullptr);
+    // Without memory for its timer: at once, rather than never.
+    if (the_base != nullptr && event_base_loopexit(the_base, nullptr) != 0)
+        loop_break();
 }
 
 void NYXEventBase::update_cache_time()
