@@ -13,6 +13,7 @@ namespace {
 
 event_base* the_base = nullptr;
 std::exception_ptr thrown_by_callback;
+LoopStall stall;
 
 SupLogger& logger()
 {
@@ -48,6 +49,7 @@ void NYXEventBase::dispatch()
 {
     if (the_base == nullptr)
         fail("Exception in event_base_dispatch");
+    stall.begin(LoopStall::Clock::now());
     const int result = event_base_dispatch(the_base);
     if (thrown_by_callback)
         std::rethrow_exception(std::exchange(thrown_by_callback, nullptr));
@@ -88,6 +90,11 @@ void NYXEventBase::update_cache_time()
         event_base_update_cache_time(the_base);
 }
 
+std::int64_t NYXEventBase::longest_stall_ms()
+{
+    return stall.longest_ms();
+}
+
 event_base* NYXEventBase::raw()
 {
     return the_base;
@@ -98,6 +105,11 @@ void NYXEventBase::keep_exception() noexcept
     if (!thrown_by_callback)
         thrown_by_callback = std::current_exception();
     loop_break();
+}
+
+void NYXEventBase::callback_ran(LoopStall::Time start) noexcept
+{
+    stall.callback_ran(start, LoopStall::Clock::now());
 }
 
 // ---- NYXEventLibEvent
@@ -170,6 +182,9 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
         logger().error("Failed to ", was_pending ? "recharged" : "add", " event. errno: ", errno);
         return false;
     }
+    if (timeout != nullptr)
+        m_due = LoopStall::Clock::now() + std::chrono::seconds(timeout->tv_sec) +
+                std::chrono::microseconds(timeout->tv_usec);
     if (m_flags & EV_SIGNAL)
         m_next_signal_event = std::exchange(first_signal_event, this);
     if (was_pending)
@@ -189,6 +204,9 @@ void NYXEventLibEvent::forget_signal_event()
 void NYXEventLibEvent::forward(evutil_socket_t fd, short flags, void* self)
 {
     const auto& event = *static_cast<NYXEventLibEvent*>(self);
+    // One that persists is armed again by libevent: when it is due is not known here.
+    if ((flags & EV_TIMEOUT) != 0 && (event.m_flags & EV_PERSIST) == 0)
+        stall.timer_ran(event.m_due, LoopStall::Clock::now());
     // Copies: the callback may destroy the event.
     const auto callback = event.m_callback;
     auto* const arg = event.m_arg;

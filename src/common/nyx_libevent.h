@@ -7,9 +7,12 @@
 // exception crosses libevent's own frames.
 #pragma once
 
+#include "common/loop_stall.h"
+
 #include <event2/event.h>
 #include <event2/event_struct.h>
 
+#include <cstdint>
 #include <memory>
 
 struct sockaddr;
@@ -65,6 +68,10 @@ public:
     /// from now and not from the callback's start.
     static void update_cache_time();
 
+    /// The longest that the loop was kept from its work since it began, by one
+    /// callback or from a timer that was due: milliseconds. See LoopStall.
+    static std::int64_t longest_stall_ms();
+
     /// The libevent base, null before init(). For the wrappers of this library.
     static event_base* raw();
     /// Runs `callback`; keeps what it throws for dispatch() and breaks the
@@ -73,15 +80,18 @@ public:
     template <typename Callback>
     static void run_guarded(const Callback& callback) noexcept
     {
+        const auto start = LoopStall::Clock::now();
         try {
             callback();
         } catch (...) {
             keep_exception();
         }
+        callback_ran(start);
     }
 
 private:
     static void keep_exception() noexcept;
+    static void callback_ran(LoopStall::Time start) noexcept;
 };
 
 /// Signature of an event's callback: descriptor or signal, flags, argument.
@@ -124,6 +134,7 @@ private:
     struct event m_event;
     EventCallback m_callback;
     void* m_arg;
+    LoopStall::Time m_due{}; ///< when its time-out ends
 };
 
 /// A one-shot timer.

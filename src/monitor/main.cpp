@@ -131,6 +131,7 @@ void create_reporter()
     required("General.vos_public_ip", "Cannot find my external IP in configuration");
     monitor().reporter =
         std::make_unique<VOSHealthReporter>(monitor().configurator, hmac_params(), path);
+    monitor().reporter->set_on_end([] { monitor().node_status.tell(); });
 }
 
 void arm_first_timers()
@@ -143,6 +144,7 @@ void arm_first_timers()
     processes_manager().calculate_processes_performance(
         ProcessesManager::get_allowed_processes(true));
     nyx_monitor::charge_msgchk();
+    monitor().node_status.tell();
 }
 
 /// A node of thousands of interfaces has reports of megabytes. Their texts are

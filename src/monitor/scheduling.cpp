@@ -75,6 +75,7 @@ void reconf_handler_cb()
         daemon.send_timer.del(true);
     }
     nyx_logging_reload(daemon.logging.get());
+    daemon.node_status.tell();
 }
 
 } // namespace nyx_monitor

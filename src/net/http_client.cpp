@@ -5,6 +5,7 @@
 #include "utils/nyx_crypto.h"
 
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace nyx {
@@ -237,6 +238,7 @@ bool HttpClient::queue(CurlList headers, const char* queued_text)
     }
     m_response_received = false;
     m_request_succeeded = false;
+    m_failure.clear();
     logger().info(queued_text);
     return true;
 }
@@ -264,16 +266,19 @@ void HttpClient::finish_transfer(CURLcode result)
     switch (result) {
     case CURLE_COULDNT_CONNECT:
         m_response_code = 503;
+        set_failure("nobody listens at the server's address");
         logger().warning("Server replied with reset.");
         break;
     case CURLE_OPERATION_TIMEDOUT:
         m_response_code = 408;
+        set_failure("the server did not answer in time");
         logger().warning("HTTP request timeout.");
         break;
     case CURLE_OK:
         read_outcome();
         break;
     default:
+        set_failure(curl_easy_strerror(result));
         logger().warning("HTTP request failed. Status code: ", result, " (",
                          curl_easy_strerror(result), ")");
     }
@@ -290,11 +295,23 @@ void HttpClient::read_outcome()
         logger().info("HTTP request completed successfully.");
         m_last_success_time = std::time(nullptr);
         m_request_succeeded = true;
+        m_failure.clear();
         m_statistics = read_statistics(m_curl.get());
     } else {
+        set_failure(("HTTP status " + std::to_string(status)).c_str());
         logger().warning("HTTP reponse error: ", status);
     }
     m_response_received = true;
+}
+
+void HttpClient::set_failure(const char* why) noexcept
+{
+    m_failure.clear();
+    try {
+        m_failure = why;
+    } catch (...) {
+        return; // the flag of success tells enough
+    }
 }
 
 void HttpClient::clean_http_requests()

@@ -69,6 +69,9 @@ public:
     bool is_response_received() const { return m_response_received; }
     /// Whether the last request ended with HTTP status 200.
     bool is_request_succeeded() const { return m_request_succeeded; }
+    /// Why the last request came to nothing; empty while it has not, and for
+    /// one that ended with status 200.
+    const std::string& get_failure() const { return m_failure; }
     /// When a request last ended with status 200, wall clock; 0: never.
     std::time_t get_last_success_time() const { return m_last_success_time; }
     /// HTTP status of the last finished transfer; 503 when nobody listens, 408
@@ -94,6 +97,8 @@ protected:
 
     std::string m_bind_interface; ///< for GET requests; empty: any
     bool m_request_succeeded{false};
+    /// Keeps why the request came to nothing; nothing when memory is short.
+    void set_failure(const char* why) noexcept;
 
 private:
     static int sockopt_callback(void* client, curl_socket_t fd, curlsocktype purpose) noexcept;
@@ -116,6 +121,7 @@ private:
 
     CurlMultiHandle m_curl_multi; ///< outlives the easy handle
     CurlHandle m_curl;
+    std::string m_failure;
     std::list<CurlList> m_headers; ///< not empty while a request is queued or running
     bool m_async_running{false};
     bool m_response_received{false};

@@ -87,6 +87,7 @@ void* Resolver::getaddrinfo_async(const std::string& host, ResolveCallback callb
     if (start_query(*m_requests.back()))
         return m_requests.back().get();
     m_requests.pop_back();
+    m_state = ResolverState::failing;
     std::list<std::string> none;
     callback(true, nullptr, no_ttl, none, context);
     return nullptr;
@@ -98,12 +99,14 @@ bool Resolver::answer_at_once(const std::string& host, const std::string& static
     std::list<std::string> addresses;
     if (Helper::is_valid_ip_address(host)) {
         addresses.push_back(host);
+        m_state = ResolverState::literal;
         callback(false, host.c_str(), no_ttl, addresses, context);
         return true;
     }
     std::list<in_addr> found;
     if (Helper::try_static_resolution(host, found, static_table)) {
         addresses = to_texts(found);
+        m_state = ResolverState::hosts_file;
         logger().debug("Static resolutions for [", host, "]");
         callback(false, host.c_str(), static_ttl_sec, addresses, context);
         return true;
@@ -114,6 +117,7 @@ bool Resolver::answer_at_once(const std::string& host, const std::string& static
     logger().debug("DNS results for [", host, "] in cache");
     addresses = known->addresses();
     const int ttl = known->get_ttl();
+    m_state = ResolverState::cached;
     known->rotate(); // first: the callback may change the cache
     callback(false, host.c_str(), ttl, addresses, context);
     return true;
@@ -149,6 +153,7 @@ void Resolver::complete(const NYXResponse& response, Request& request)
         if (start_query(request))
             return;
     }
+    m_state = failed ? ResolverState::failing : ResolverState::fresh;
     // The callback may destroy this resolver: nothing of it is used after.
     const auto done = take(&request);
     std::list<std::string> addresses;

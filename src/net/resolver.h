@@ -2,6 +2,7 @@
 #pragma once
 
 #include "net/nyx_resolver.h"
+#include "net/resolver_state.h"
 
 #include <list>
 #include <memory>
@@ -38,6 +39,9 @@ public:
     /// Abandons a resolution in flight; its callback is not called.
     void cancel_request(void* request);
 
+    /// How the last resolution ended.
+    ResolverState state() const { return m_state; }
+
     /// Has the name-server manager use the server on this machine.
     static void use_local_ns(bool use = true);
     static bool is_local_ns_used();
@@ -59,6 +63,7 @@ private:
     unsigned int m_ns_timeout_ms;
     unsigned int m_max_ttl_sec;
     int m_ns_port;
+    ResolverState m_state{ResolverState::unused};
     std::list<std::unique_ptr<Request>> m_requests; ///< in flight
 };
 

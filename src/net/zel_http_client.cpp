@@ -103,6 +103,7 @@ bool ZELHttpClient::init_http_request_async_resolver(
     m_client_cert_path = client_cert_path;
     m_timeout_sec = timeout_sec;
     m_query_args = query_args;
+    set_failure("");
     logger().debug("HTTP client <", this, "> send DNS request for [", m_host, "]");
     m_resolve_context = m_resolver.getaddrinfo_async(m_host, &resolve_complete_cb, this);
     return true;
@@ -135,6 +136,7 @@ void ZELHttpClient::resolve_complete(bool failed, const std::list<std::string>& 
         send_to_resolved(failed, addresses);
     } catch (const std::exception& error) {
         logger().error("resolve_complete_cb: HTTP client <", this, "> failed: ", error.what());
+        set_failure(error.what());
         m_request_succeeded = false;
     }
 }
@@ -143,13 +145,16 @@ void ZELHttpClient::send_to_resolved(bool failed, const std::list<std::string>& 
 {
     if (!choose_address(failed, addresses)) {
         m_request_succeeded = false;
+        set_failure("the server's name can not be resolved");
         return;
     }
     const auto url = m_scheme + "://" + m_cached_address + ":" + m_port + m_path;
     logger().info("Sending HTTP request to: ", url);
     logger().debug("resolve_complete_cb: Report body length: ", m_body.size());
-    if (!send_request(url))
+    if (!send_request(url)) {
+        set_failure("the request can not be signed or queued");
         logger().error("resolve_complete_cb: HTTP client <", this, "> failed sending report");
+    }
     m_body = {}; // clear() would keep the memory
 }
 
@@ -160,14 +165,30 @@ bool ZELHttpClient::choose_address(bool failed, const std::list<std::string>& ad
     if (!failed && !addresses.empty()) {
         m_cached_host = m_host;
         m_cached_address = addresses.front();
+        m_resolver_state = m_resolver.state();
         persistent_hosts_save();
         return true;
     }
+    m_resolver_state = ResolverState::failing;
     logger().error("resolve_complete_cb: Failed to Resolve ZEL URL. Trying to used cached result");
-    if (m_cached_host == m_host && !m_cached_address.empty())
+    if (m_cached_host == m_host && !m_cached_address.empty()) {
+        m_resolver_state = ResolverState::remembered;
         return true;
+    }
     logger().error("resolve_complete_cb: No cached resolution. giving up");
     return false;
+}
+
+std::optional<std::size_t> ZELHttpClient::count_name_servers() const
+{
+    switch (m_resolver_state) {
+    case ResolverState::unused:
+    case ResolverState::literal:
+    case ResolverState::hosts_file:
+        return std::nullopt; // nobody has made the list yet, and it is not for us to do so
+    default:
+        return NSManeger::instance().get_ns_copy().size();
+    }
 }
 
 void ZELHttpClient::persistent_hosts_save_internal(HostsTable& table)
@@ -254,6 +275,7 @@ void ZELHttpClient::cancel_resolution()
     logger().warning("Resolver context already initialized. Canceling previous request");
     m_resolver.cancel_request(m_resolve_context);
     m_resolve_context = nullptr;
+    set_failure("it was given up before the server's name was resolved");
 }
 
 void ZELHttpClient::cancel_http_requests()

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <optional>
 #include <string>
 
 namespace nyx {
@@ -76,6 +77,12 @@ public:
     bool compute_hmac(const std::string& data, std::string& key, std::string& token,
                       std::uint64_t now_ms = Helper::get_timestamp_ms());
 
+    /// Where the last request's address came from.
+    ResolverState resolver_state() const { return m_resolver_state; }
+    /// How many name servers there are to ask; nothing as long as none was
+    /// needed.
+    std::optional<std::size_t> count_name_servers() const;
+
     /// Abandons the request, whatever its state.
     void cancel_http_requests();
 
@@ -105,6 +112,7 @@ private:
     std::string m_client_cert_path;
     void* m_resolve_context{nullptr}; ///< owned by m_resolver; null: not resolving
     Resolver m_resolver;
+    ResolverState m_resolver_state{ResolverState::unused};
     bool m_hmac_enabled;
     long m_timeout_sec{0};
     std::string m_query_args;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -31,39 +32,93 @@ Reporter::Reporter(AConfigurator* configurator,
 
 bool Reporter::send_report_async(bool resend)
 {
+    m_empty_report = false;
+    std::string obstacle;
     try {
-        return start_sending(resend);
+        obstacle = start_sending(resend);
     } catch (const std::exception& error) {
         logger().error("send_report_async: not sent: ", error.what());
+        report_ended(error.what());
         return false;
     }
+    if (m_empty_report)
+        return true;
+    if (!obstacle.empty())
+        report_ended(obstacle);
+    else if (std::exchange(m_under_way, true))
+        report_ended("the next one took its place before the server's name was resolved");
+    return obstacle.empty();
 }
 
-bool Reporter::start_sending(bool resend)
+/// Why nothing was started; empty when something was, or there was nothing to
+/// send.
+std::string Reporter::start_sending(bool resend)
 {
-    m_empty_report = false;
     std::string url;
     long timeout_sec = 0;
-    if (!read_destination(url, timeout_sec))
-        return false;
-    if (!resend && !make_report())
-        return false;
+    if (const char* missing = read_destination(url, timeout_sec))
+        return std::string("the configuration lacks ") + missing;
+    if (auto failure = resend ? "" : make_report(); !failure.empty())
+        return failure;
     if (m_body.empty()) {
         logger().debug("Not sending empty report");
         m_empty_report = true;
-        return true;
+        return {};
     }
     if (logger().is_debug_enabled())
         logger().getStream(LogLevel::debug).keep_lines() << "Report body: \n" << m_body;
     const auto query_args = get_query_args();
     const auto client_cert = get_client_cert_path();
     check_client_cert(client_cert);
-    return m_client.init_post_request_async_resolver(url, m_report_path, client_cert, m_body,
-                                                     timeout_sec, query_args);
+    if (m_client.init_post_request_async_resolver(url, m_report_path, client_cert, m_body,
+                                                  timeout_sec, query_args))
+        return {};
+    return is_running() ? "the one before is still under way"
+                        : std::string(m_url_key) + " is unusable";
 }
 
-/// Both settings are read at every send, so that a reload counts at once.
-bool Reporter::read_destination(std::string& url, long& timeout_sec) const
+bool Reporter::continue_send_report()
+{
+    const bool moved = m_client.continue_send();
+    if (m_under_way && !is_running())
+        settle();
+    return moved;
+}
+
+/// The transfer has ended. The client's flag alone would not do: it still tells
+/// of the last one when a report never came to be transferred.
+void Reporter::settle()
+{
+    m_under_way = false;
+    const auto& failure = m_client.get_failure();
+    if (failure.empty() && !m_client.is_request_succeeded())
+        report_ended("the transfer failed");
+    else
+        report_ended(failure);
+}
+
+/// Empty `failure`: the report was accepted. What it was is not worth a crash
+/// when memory has run out.
+void Reporter::report_ended(std::string_view failure)
+{
+    if (failure.empty()) {
+        m_outcome.last_accepted = m_client.get_last_success_time();
+        m_outcome.failures_in_a_row = 0;
+    } else {
+        ++m_outcome.failures_in_a_row;
+    }
+    try {
+        m_outcome.last_failure = failure;
+    } catch (const std::bad_alloc&) {
+        m_outcome.last_failure.clear();
+    }
+    if (m_on_end)
+        m_on_end();
+}
+
+/// Both settings are read at every send, so that a reload counts at once. The
+/// key of one that is missing, or null.
+const char* Reporter::read_destination(std::string& url, long& timeout_sec) const
 {
     int timeout = 0;
     const char* missing = nullptr;
@@ -74,17 +129,18 @@ bool Reporter::read_destination(std::string& url, long& timeout_sec) const
     if (missing != nullptr)
         logger().error("send_report_async: missing configuration value: ", missing);
     timeout_sec = timeout;
-    return missing == nullptr;
+    return missing;
 }
 
-bool Reporter::make_report()
+/// Why there is no report; empty when there is one.
+std::string Reporter::make_report()
 {
     try {
         m_body = create_report();
-        return true;
+        return {};
     } catch (const std::exception& error) {
         logger().error("send_report_async: no report this time: ", error.what());
-        return false;
+        return std::string("no report could be made: ") + error.what();
     }
 }
 

@@ -6,11 +6,22 @@
 #include "net/zel_http_client.h"
 #include "platform/variant/variant.h"
 
+#include <cstdint>
 #include <ctime>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace nyx {
+
+/// What became of the reports so far.
+struct SendingOutcome {
+    std::time_t last_accepted{0};       ///< wall clock; 0: none was
+    std::uint32_t failures_in_a_row{0}; ///< since then
+    std::string last_failure;           ///< why the last of those failed
+};
 
 /// Starts one asynchronous POST at a time and answers whether it got through.
 /// Loop thread only.
@@ -44,20 +55,28 @@ public:
     /// A resolution or a transfer is in progress.
     bool is_running() { return m_client.is_async_running(); }
     /// Drives the transfer; to be called from a timer. False when it failed.
-    bool continue_send_report() { return m_client.continue_send(); }
+    bool continue_send_report();
     /// The last send ended with HTTP status 200, or had nothing to send.
     bool is_report_sent() const { return m_empty_report || m_client.is_request_succeeded(); }
     /// When a report got through last; 0 for never.
     std::time_t get_last_successful_report_sent() const { return m_client.get_last_success_time(); }
+
+    /// What became of the reports, and the client that sends them.
+    const SendingOutcome& outcome() const { return m_outcome; }
+    const ZELHttpClient& client() const { return m_client; }
+    /// Has `hook` called after the end of each report, good or bad.
+    void set_on_end(std::function<void()> hook) { m_on_end = std::move(hook); }
 
     /// The JSON under "Monitoring.zel_meta_data" of `configurator`. Throws
     /// std::runtime_error when it is missing or malformed.
     static libvariant::Variant get_zel_metadata(AConfigurator& configurator);
 
 private:
-    bool start_sending(bool resend);
-    bool read_destination(std::string& url, long& timeout_sec) const;
-    bool make_report();
+    std::string start_sending(bool resend);
+    const char* read_destination(std::string& url, long& timeout_sec) const;
+    std::string make_report();
+    void settle();
+    void report_ended(std::string_view failure);
     void check_client_cert(const std::string& path);
 
     AConfigurator* m_configurator;
@@ -67,6 +86,9 @@ private:
     const char* m_timeout_key{"General.zel_http_client_timeout_sec"};
     std::string m_body;
     bool m_empty_report{false};
+    bool m_under_way{false}; ///< a report was started and has not ended
+    SendingOutcome m_outcome;
+    std::function<void()> m_on_end;
     bool m_cert_warned{false}; ///< an unreadable certificate is told of once
 };
 

@@ -126,6 +126,8 @@ ControlServer::Fate ControlServer::handle(Link& link, const unsigned char* bytes
     }
     if (&link == m_daemon) {
         logger().debug("the daemon sent a message of type ", message->type);
+        if (message->type == ipc_node_status)
+            m_callbacks.node_status(message->text);
         return Fate::keep;
     }
     switch (message->type) {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <list>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 
 namespace vos_watchdog {
@@ -18,6 +19,7 @@ struct ControlCallbacks {
     std::function<pid_t()> daemon_pid;   ///< the only process that may say hello; 0: none
     std::function<std::string()> status; ///< JSON text for tools that ask
     std::function<void(std::uint16_t type)> forwarded; ///< a tool's request has reached the daemon
+    std::function<void(std::string_view text)> node_status; ///< what the daemon tells of itself
 };
 
 /// Listens for links. A link's first record settles what it is: a hello makes

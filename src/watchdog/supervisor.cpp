@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace vos_watchdog {
 
@@ -37,6 +38,11 @@ unsigned timer_ms(milliseconds delay)
     return static_cast<unsigned>(delay.count());
 }
 
+std::int64_t age_ms(steady_clock::time_point time)
+{
+    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - time).count();
+}
+
 } // namespace
 
 Supervisor::Supervisor(const Settings& settings, const std::string& program)
@@ -47,7 +53,8 @@ Supervisor::Supervisor(const Settings& settings, const std::string& program)
                        m_heard = true;
                    }),
       m_control({[this] { return m_daemon.pid(); }, [this] { return status_json(); },
-                 [this](std::uint16_t type) { request_forwarded(type); }}),
+                 [this](std::uint16_t type) { request_forwarded(type); },
+                 [this](std::string_view text) { node_told(text); }}),
       m_back_off(settings.restart_delay, settings.longest_restart_delay), m_tick(on_tick, this),
       m_restart_timer(on_restart_due, this, -1), m_kill_timer(on_kill_due, this, -1)
 {
@@ -66,6 +73,7 @@ void Supervisor::start_daemon()
 {
     m_last_sign = steady_clock::now();
     m_heard = false;
+    m_node.reset();
     if (const int error = m_daemon.start(); error != 0) {
         logger().error("can not start ", daemon_name, ": ", std::strerror(error));
         restart_after(m_back_off.delay_after(milliseconds(0)));
@@ -169,6 +177,19 @@ milliseconds Supervisor::heartbeat_age() const
     return std::chrono::duration_cast<milliseconds>(steady_clock::now() - m_last_sign);
 }
 
+/// Kept as a value: no more of the daemon's text than what is known of it.
+void Supervisor::node_told(std::string_view text)
+{
+    auto told = nyx_utils::parse_node_status(text);
+    if (!told) {
+        logger().warning("the daemon sent a node status of ", text.size(),
+                         " bytes that can not be read");
+        return;
+    }
+    m_node = std::move(told);
+    m_node_time = steady_clock::now();
+}
+
 std::string Supervisor::status_json() const
 {
     libvariant::Variant status{{"running", m_daemon.is_running()},
@@ -177,11 +198,16 @@ std::string Supervisor::status_json() const
                                {"control_link", m_control.daemon_is_linked()},
                                {"heartbeat_timeout_ms", m_settings.heartbeat_timeout.count()},
                                {"uptime_ms", nullptr},
-                               {"heartbeat_age_ms", nullptr}};
+                               {"heartbeat_age_ms", nullptr},
+                               {"node", nullptr}};
     if (m_daemon.is_running())
         status["uptime_ms"] = m_daemon.run_time().count();
     if (m_daemon.is_running() && m_heard)
         status["heartbeat_age_ms"] = heartbeat_age().count();
+    if (m_daemon.is_running() && m_node) {
+        status["node"] = nyx_utils::to_variant(*m_node);
+        status["node"]["age_ms"] = age_ms(m_node_time);
+    }
     return libvariant::write_json(status);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "common/nyx_libevent.h"
+#include "utils/node_status.h"
 #include "watchdog/back_off.h"
 #include "watchdog/child_process.h"
 #include "watchdog/control_server.h"
@@ -12,7 +13,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace vos_watchdog {
 
@@ -56,6 +59,7 @@ private:
     void restart_after(std::chrono::milliseconds delay);
     std::chrono::milliseconds heartbeat_age() const;
     std::string status_json() const;
+    void node_told(std::string_view text);
     void notify_status() const;
 
     Settings m_settings;
@@ -72,6 +76,8 @@ private:
     bool m_terminated{false};
     bool m_heard{false}; ///< a heartbeat since the start
     unsigned m_restarts{0};
+    std::optional<nyx_utils::NodeStatus> m_node; ///< what this daemon told last
+    std::chrono::steady_clock::time_point m_node_time;
 };
 
 } // namespace vos_watchdog

@@ -18,6 +18,7 @@ enum : std::uint16_t {
     ipc_no_daemon = 102,     ///< supervisor to a tool: no daemon on the link
     ipc_status = 110,        ///< tool to supervisor: how is the daemon?
     ipc_status_answer = 111, ///< supervisor to a tool: a record, then JSON text
+    ipc_node_status = 112,   ///< daemon to supervisor: a record, then JSON text
 };
 
 /// One record, host byte order. The names are NUL-terminated by those who

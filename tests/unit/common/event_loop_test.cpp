@@ -1,3 +1,4 @@
+#include "common/loop_stall.h"
 #include "common/nyx_bufferevent.h"
 #include "common/nyx_libevent.h"
 #include "support/captured_log.h"
@@ -161,3 +162,16 @@ TEST_F(EventLoop, buffered_connection_carries_data_both_ways)
 }
 
 } // namespace
+
+TEST(LoopStall, keeps_the_worst_and_knows_when_the_loop_began)
+{
+    using std::chrono::milliseconds;
+    nyx::LoopStall stall;
+    const nyx::LoopStall::Time zero{};
+    stall.begin(zero + milliseconds(100));
+    stall.timer_ran(zero, zero + milliseconds(105));
+    EXPECT_EQ(stall.longest_ms(), 5) << "due before the loop began";
+    stall.callback_ran(zero, zero + milliseconds(30));
+    stall.timer_ran(zero + milliseconds(200), zero + milliseconds(190));
+    EXPECT_EQ(stall.longest_ms(), 30);
+}

@@ -104,6 +104,8 @@ TEST(ZelHttpClientTest, a_lost_name_is_looked_for_where_it_was_last)
     EXPECT_TRUE(client.post(lost));
     EXPECT_EQ(log.count("resolve_complete_cb: No cached resolution. giving up"), 1);
     EXPECT_FALSE(client.is_async_running());
+    EXPECT_EQ(client.resolver_state(), nyx::ResolverState::failing);
+    EXPECT_EQ(client.get_failure(), "the server's name can not be resolved");
 
     client.resolved({"127.0.0.1", "192.0.2.1"});
     drive(client);
@@ -116,6 +118,8 @@ TEST(ZelHttpClientTest, a_lost_name_is_looked_for_where_it_was_last)
     EXPECT_TRUE(client.is_request_succeeded());
     EXPECT_EQ(server.folder.read("0002.json"), body);
     EXPECT_EQ(log.count("Trying to used cached result"), 2);
+    EXPECT_EQ(client.resolver_state(), nyx::ResolverState::remembered);
+    EXPECT_EQ(client.get_failure(), "");
 
     // So does the one that runs after a restart.
     EXPECT_EQ(client.folder.read("prog_ZELHttpClient_persistent_hosts.txt"),
