@@ -25,7 +25,8 @@ constexpr Verb verbs[] = {
     {"status", status, "show how the daemon is; --json for programs",
      "status [--json]\n\n"
      "Shows how the daemon is, as its supervisor sees it. Ends with 0 when it is\n"
-     "healthy, 1 when it is not running or not well.\n"},
+     "healthy, 1 when it is not running or not well. The lines from \"last accepted\"\n"
+     "on are what the daemon told after its last report.\n"},
     {"reload", reload, "let the daemon read its configuration again",
      "reload [--force]\n\n"
      "Checks the configuration as \"vosctl check\" does, then lets the daemon read it\n"
@@ -37,6 +38,14 @@ constexpr Verb verbs[] = {
      "stop\n\nEnds the daemon; its supervisor starts it again.\n"},
     {"terminate", terminate, "end the daemon and its supervisor; they stay down",
      "terminate\n\nEnds the daemon and its supervisor; they stay down.\n"},
+    {"top", top, "show the node at a glance, each second anew",
+     "top [--once | -n COUNT]\n\n"
+     "Shows the node at a glance on a terminal, measured anew each second by vosctl\n"
+     "itself: CPU, RAM and files, the daemon and its last report, the monitored\n"
+     "processes, the busiest first, and the interfaces. \"q\" or Ctrl-C ends it.\n"
+     "Where the output is no terminal, or with a COUNT of blocks (--once: one), it is\n"
+     "plain lines, a block a second. No colours with NO_COLOR set; ASCII bars where\n"
+     "the locale is not UTF-8.\n"},
     {"record", record, "show what the agent publishes in shared memory; --json for programs",
      "record [--json] [--name NAME]\n\nShows what the agent publishes in shared memory.\n"},
     {"report", report, "measure this machine for --interval SECONDS (1), and print a report",

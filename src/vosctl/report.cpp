@@ -2,6 +2,7 @@
 #include "platform/logger/log_settings.h"
 #include "report/health_document.h"
 #include "utils/text_file.h"
+#include "vosctl/second.h"
 #include "vosctl/supervisor_link.h"
 #include "vosctl/verbs.h"
 
@@ -44,23 +45,13 @@ int supervisor_pid()
     return ::getppid();
 }
 
-/// Sleeps to where the wall clock's second is `offset` old.
-void sleep_into_second(milliseconds offset)
-{
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto age = std::chrono::duration_cast<milliseconds>(now % seconds{1});
-    std::this_thread::sleep_for((offset - age + seconds{1}) % seconds{1});
-}
-
-/// The second of two documents, `interval` apart. Rates are told by whole
-/// seconds of the wall clock, so both begin with one; the CPU sampler, which
-/// starts with the document and wakes once a second, is kept half a second off.
+/// The second of two documents, `interval` apart.
 libvariant::Variant measure(nyx::AConfigurator& conf, int root_pid, seconds interval)
 {
-    sleep_into_second(milliseconds{500});
+    std::this_thread::sleep_for(until_second(sampler_offset));
     HealthDocument document(&conf);
     document.load_metadata();
-    sleep_into_second(milliseconds{0});
+    std::this_thread::sleep_for(until_second(milliseconds{0}));
     const auto begin = std::chrono::steady_clock::now();
     document.collect(root_pid);
     std::this_thread::sleep_until(begin + interval);

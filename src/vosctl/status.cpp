@@ -1,9 +1,12 @@
 #include "platform/variant/variant.h"
+#include "vosctl/node_text.h"
 #include "vosctl/supervisor_link.h"
 #include "vosctl/verbs.h"
 
 #include <cstring>
+#include <ctime>
 #include <iostream>
+#include <optional>
 
 namespace vosctl {
 
@@ -18,6 +21,21 @@ std::string seconds(const Variant& milliseconds)
     return libvariant::write_json(milliseconds.get<double>() / 1000) + " s";
 }
 
+/// What the daemon told of itself; a supervisor or a daemon that knows nothing
+/// of it costs these lines.
+void print_node(const Variant& status)
+{
+    const auto node = nyx_utils::node_status_of(status.value("node", Variant()));
+    if (!node)
+        return;
+    const auto now = std::time(nullptr);
+    std::cout << "last accepted   " << accepted_text(*node, now) << '\n'
+              << "failures        " << failures_text(*node) << '\n'
+              << "resolver        " << resolver_text(*node) << '\n'
+              << "longest stall   " << node->longest_stall_ms << " ms\n"
+              << "certificate     " << certificate_text(*node, now) << '\n';
+}
+
 void print_for_people(const Variant& status)
 {
     const bool running = status.at("running");
@@ -28,6 +46,7 @@ void print_for_people(const Variant& status)
               << "last heartbeat  " << seconds(status.at("heartbeat_age_ms")) << " ago\n"
               << "restarts        " << status.at("restarts") << '\n'
               << "control link    " << (status.at("control_link") ? "up" : "down") << '\n';
+    print_node(status);
 }
 
 /// The daemon runs, and its last heartbeat is not older than the supervisor
@@ -37,6 +56,11 @@ bool is_healthy(const Variant& status)
     const auto& age = status.at("heartbeat_age_ms");
     return status.at("running") && age.is_number() &&
            age.get<double>() <= status.at("heartbeat_timeout_ms").get<double>();
+}
+
+Variant age_of(const std::optional<std::time_t>& time)
+{
+    return time ? Variant(std::time(nullptr) - *time) : Variant();
 }
 
 int no_supervisor(const std::string& why)
@@ -57,14 +81,17 @@ int status(const CommandLine& line)
     SupervisorLink link;
     if (const int error = link.connect(); error != 0)
         return no_supervisor(std::strerror(error));
-    const auto answer = link.ask(ipc_status);
-    if (!answer || answer->type != ipc_status_answer)
+    const auto status = link.ask_status();
+    if (status.is_null())
         return no_supervisor("it does not answer");
-    const auto status = libvariant::read_json(answer->text);
     const bool healthy = is_healthy(status);
     if (json) {
         Variant shown = status;
         shown["healthy"] = healthy;
+        if (const auto node = nyx_utils::node_status_of(status.value("node", Variant())))
+            shown["node"].update(
+                {{"last_accepted_age_s", age_of(node->last_accepted)},
+                 {"certificate_days_left", certificate_days_left(*node, std::time(nullptr))}});
         std::cout << libvariant::write_json(shown, {{"pretty", true}}) << '\n';
     } else {
         print_for_people(status);

@@ -38,4 +38,13 @@ std::optional<Answer> SupervisorLink::ask(std::uint16_t type)
     return Answer{message->type, std::string(message->text)};
 }
 
+libvariant::Variant SupervisorLink::ask_status()
+{
+    const auto answer = ask(ipc_status);
+    if (!answer || answer->type != ipc_status_answer)
+        return nullptr;
+    auto status = libvariant::Variant::parse(answer->text, nullptr, false);
+    return status.is_object() ? status : nullptr;
+}
+
 } // namespace vosctl

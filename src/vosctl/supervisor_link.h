@@ -3,6 +3,7 @@
 
 #include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
+#include "platform/variant/variant.h"
 
 #include <cstdint>
 #include <optional>
@@ -26,6 +27,9 @@ public:
     /// Sends a request and waits at most two seconds for its answer; nothing
     /// when none comes.
     std::optional<Answer> ask(std::uint16_t type);
+    /// How the daemon is: the supervisor's answer, an object; null when none
+    /// comes or it can not be read.
+    libvariant::Variant ask_status();
 
 private:
     platform::UniqueFd m_fd;

@@ -29,6 +29,10 @@ int terminate(const CommandLine& line);
 /// when it is not running or not well.
 int status(const CommandLine& line);
 
+/// top [--once | -n COUNT]: the node at a glance, each second anew on a
+/// terminal; otherwise, or with a count, as blocks of plain lines.
+int top(const CommandLine& line);
+
 /// record [--json] [--name NAME]: the status record that an agent publishes in
 /// shared memory. exit_failed when there is none to be read, or a stale one.
 int record(const CommandLine& line);

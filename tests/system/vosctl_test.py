@@ -1,0 +1,66 @@
+"""vosctl status, bundle and top beside a real node."""
+import json, os, pty, shutil, signal, subprocess, termios, time
+from nodetest import BIN, SECRET, NodeTest, run, until
+
+
+class Vosctl(NodeTest):
+    def setUp(self):
+        self.n = self.node(**{"General.vos_password": "hunter22"}).serve()
+        os.mkdir(self.n.path("bin"))
+        for program in ("vos_watchdog", "vos_monitor"):
+            shutil.copy(f"{BIN}/{program}", self.n.path("bin"))
+        self.n.daemon = self.n.run_in_background("out", [self.n.path("bin/vos_watchdog")])
+        self.n.wait_for_reports(1)
+        self.env = dict(os.environ, VOS_IPC_DIR=self.n.folder, TERM="xterm")
+
+    def ctl(self, *words, cwd=None):
+        return subprocess.run([BIN + "/vosctl", *words], cwd=cwd or self.n.folder, env=self.env,
+                              capture_output=True, text=True)
+
+    def fate(self):
+        return json.loads(self.ctl("status", "--json").stdout)["node"] or {}
+
+    def test_status_and_top_follow_the_reports(self):
+        good = until(lambda: (lambda n: n.get("last_accepted") and n)(self.fate()), "an accepted report")
+        self.assertLess(abs(good["last_accepted"] - time.time()), 10)
+        self.assertEqual([good[key] for key in ("failures_in_a_row", "resolver", "certificate_days_left")],
+                         [0, "literal", 1])
+        self.assertLess(good["longest_stall_ms"], 10000)
+        with open("/opt/vos/client.pem", "r+") as pem:
+            self.addCleanup(shutil.copy, self.n.path("whole.pem"), pem.name)
+            self.n.write("whole.pem", pem.read())
+            pem.truncate(0)
+        self.n.server.kill()
+        bad = until(lambda: (lambda n: n["failures_in_a_row"] > 1 and n)(self.fate()), "two failures")
+        self.assertEqual((bad["certificate_failure"], bad["certificate_days_left"]),
+                         ("it holds no certificate", None))
+        people = self.ctl("status").stdout
+        for text in (" in a row: " + bad["last_failure"], "unreadable: it holds no certificate"):
+            self.assertIn(text, people)
+        blocks = self.ctl("top", "-n", "2").stdout.split("\n\nnode-7")
+        self.assertEqual(len(blocks), 2)
+        for text in ("vos_monitor ", "lo  ", "failed, ", "daemon   well"):
+            self.assertIn(text, blocks[1])
+        self.assertNotIn("\x1b", blocks[1])
+
+    def test_top_gives_the_terminal_back(self):
+        for end in (b"q", b"\x03", signal.SIGTERM):
+            ours, theirs = pty.openpty()
+            before = termios.tcgetattr(theirs)
+            top = subprocess.Popen([BIN + "/vosctl", "top"], cwd=self.n.folder, env=self.env,
+                                   stdin=theirs, stdout=theirs, stderr=theirs)
+            seen = b""
+            while b"daemon" not in seen:
+                seen += os.read(ours, 65536)
+            self.assertTrue(seen.startswith(b"\x1b[?1049h"), seen)
+            termios.tcsetwinsize(ours, (3, 40))
+            top.send_signal(signal.SIGWINCH)
+            os.write(ours, end) if isinstance(end, bytes) else top.send_signal(end)
+            self.assertEqual(top.wait(20), 0)
+            self.assertTrue(os.read(ours, 65536).endswith(b"\x1b[?25h\x1b[?1049l"))
+            self.assertEqual(termios.tcgetattr(theirs), before)
+            os.close(ours), os.close(theirs)
+
+
+if __name__ == "__main__":
+    run()

@@ -1,0 +1,159 @@
+#include "vosctl/node_text.h"
+#include "vosctl/top_screen.h"
+
+#include <gmock/gmock.h>
+
+#include <regex>
+
+using namespace vosctl;
+using libvariant::Variant;
+using nyx_utils::NodeStatus;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr std::time_t now = 1'800'000'000;
+
+Variant document(std::size_t processes)
+{
+    auto tree =
+        Variant::parse(R"({"timestamp":"T","datacenter_id":"dc","machine-info":{"id":"n\u001b[2J",
+        "cpu":{"total":75,"num-of-cores":2,"cpu-stats":{"num-of-samples":1,"steal-average-pct":2.5}},
+        "ram":{"total":1000000,"used":950000}},"processes":{"fd_max_ratio":0.5},
+        "processes_stats":[{"process_name":"other","cpu":1,"ram":2,"fd":3},
+                           {"process_name":"idle","cpu":4,"ram":5,"fd":60}],
+        "interfaces":[{"interface_name":"e\r\u009b1\n","rates":{"rx_bps":1000000,"rx_pps":7,"tx_bps":0}}]})");
+    for (std::size_t at = 0; at < processes; ++at)
+        tree["processes_stats"].push_back(
+            {{"process_name", "p" + std::to_string(at)}, {"cpu", at}, {"ram", 1}, {"fd", 0.25}});
+    return tree;
+}
+
+Variant status(const NodeStatus& node, int heartbeat_ms = 500)
+{
+    return {{"running", true},
+            {"pid", 7},
+            {"uptime_ms", 3'720'000},
+            {"restarts", 1},
+            {"heartbeat_timeout_ms", 10000},
+            {"heartbeat_age_ms", heartbeat_ms},
+            {"control_link", true},
+            {"node", to_variant(node)}};
+}
+
+const NodeStatus well{now - 3, 0, "", "fresh", 3, 12, now + 29 * 86400 + 5, ""};
+const NodeStatus ill{{},  2,  "HTTP status 500\x1b[2J", "failing", 2,
+                     900, {}, "it holds no certificate"};
+
+/// The lines as one text; checks what holds for every screen.
+std::string screen(const Variant& report, const Variant& answer, const ScreenStyle& style)
+{
+    const auto lines = render_top(report, answer, now, style);
+    EXPECT_TRUE(style.height == 0 || lines.size() <= style.height);
+    std::string text;
+    for (const auto& line : lines) {
+        const auto plain = std::regex_replace(line, std::regex("\x1b\\[[0-9]m|\x1b\\[3[0-9]m"), "");
+        std::size_t columns = 0;
+        for (const char byte : plain)
+            columns += (byte & 0xc0) != 0x80 ? 1 : 0;
+        EXPECT_LE(columns, style.width) << line;
+        EXPECT_EQ(plain.find_first_of("\x1b\r\n\x7f"), std::string::npos) << line;
+        EXPECT_TRUE(style.colour || plain == line) << line;
+        text += line + "\n";
+    }
+    return text;
+}
+
+} // namespace
+
+TEST(Top, shows_what_there_is_at_every_size)
+{
+    const ScreenStyle plain{200, 0, false, false};
+    const struct {
+        const char* name;
+        Variant report, answer;
+        ScreenStyle style;
+        std::vector<std::string> shown;
+        std::vector<std::string> hidden;
+    } cases[] = {{"all",
+                  document(3),
+                  status(well),
+                  plain,
+                  {"n?[2J", "cpu        75.0 %  ###############.....  steal 2.5 %, 2 cores",
+                   "ram        95.0 %", "973 MB of 1.0 GB", "files      40.0 %",
+                   "process 50.0 % of its limit", "well, pid 7, up 1 h 2 min",
+                   "accepted 3 s ago, 2027-01-15T07:59:57Z",
+                   "resolver fresh, name servers 3, longest stall 12 ms",
+                   "certificate 29 days left", "25.0  ##......\np1 ", "others, machine", "e???1?",
+                   "1.0 MB/s     7 p/s  ####....       0 B/s         -  ...", "restarts 1\n"},
+                  {"failed", "\xe2"}},
+                 {"blocks",
+                  document(0),
+                  status(well),
+                  {100, 0, false, true},
+                  {"\u2588\u2588\u2588 ", "\u258f"},
+                  {"#"}},
+                 {"ill",
+                  document(1),
+                  status(ill),
+                  {120, 0, true, false},
+                  {"\x1b[31mfailed, 2 in a row: HTTP status 500?[2J\x1b[0m, last accepted none yet",
+                   "unreadable: it holds no certificate", "\x1b[31m####"},
+                  {}},
+                 {"hung", document(1), status(well, 10001), plain, {"not well"}, {}},
+                 {"old daemon",
+                  document(1),
+                  {{"running", true}, {"node", nullptr}},
+                  plain,
+                  {"report   -\n"},
+                  {}},
+                 {"alone", document(1), nullptr, plain, {"no supervisor"}, {"report"}},
+                 {"nothing", nullptr, nullptr, plain, {"cpu           - %", "steal -"}, {}},
+                 {"wrong types",
+                  Variant::parse(
+                      R"({"machine-info":[1],"processes_stats":{"a":{"cpu":"x"}},"interfaces":7})"),
+                  Variant::parse(R"({"running":1,"node":[],"uptime_ms":"x"})"),
+                  plain,
+                  {"down", "interface"},
+                  {}},
+                 {"many",
+                  document(40),
+                  status(well),
+                  {80, 24, true, true},
+                  {"process 10/40", "p39", "others, machine"},
+                  {"p29"}},
+                 {"short",
+                  document(40),
+                  status(well),
+                  {80, 14, false, true},
+                  {"process 2/40", "p39", "e???1?"},
+                  {"others"}},
+                 {"tiny", document(3), status(well), {9, 2, true, true}, {"cpu"}, {"ram"}},
+                 {"none", document(3), status(well), {0, 1, true, true}, {"\n"}, {"n"}}};
+    for (const auto& [name, report, answer, style, shown, hidden] : cases) {
+        SCOPED_TRACE(name);
+        const auto text = screen(report, answer, style);
+        for (const auto& part : shown)
+            EXPECT_THAT(text, HasSubstr(part));
+        for (const auto& part : hidden)
+            EXPECT_THAT(text, Not(HasSubstr(part)));
+    }
+}
+
+TEST(Top, says_numbers_and_times_in_few_letters)
+{
+    const std::pair<double, const char*> numbers[] = {
+        {0, "0 B"},         {999.4, "999 B"},  {999.6, "1.0 kB"}, {12'345, "12.3 kB"},
+        {99'960, "100 kB"}, {2.5e9, "2.5 GB"}, {-1, "-"}};
+    for (const auto& [value, want] : numbers)
+        EXPECT_EQ(short_number(value, "B"), want);
+    const std::pair<long long, const char*> times[] = {
+        {-5, "0 s"}, {59, "59 s"}, {60, "1 min"}, {3600, "1 h 0 min"}, {90'061, "1 d 1 h"}};
+    for (const auto& [seconds, want] : times)
+        EXPECT_EQ(duration_text(seconds), want);
+    auto ended = well;
+    ended.certificate_end = now - 1;
+    EXPECT_EQ(certificate_text(ended, now), "expired 1 s ago");
+    EXPECT_EQ(certificate_days_left(ended, now), -1);
+}
