@@ -46,6 +46,12 @@ constexpr Verb verbs[] = {
      "Where the output is no terminal, or with a COUNT of blocks (--once: one), it is\n"
      "plain lines, a block a second. No colours with NO_COLOR set; ASCII bars where\n"
      "the locale is not UTF-8.\n"},
+    {"bundle", bundle, "collect what a support case needs in a new FILE, without secrets",
+     "bundle FILE\n\n"
+     "Writes a new text FILE, mode 0600, with what a support case needs: version,\n"
+     "configuration without secrets, status, the last report and the last 1,000 lines\n"
+     "of each log file. The secret, its enciphered form and the key are taken out of\n"
+     "all of it. What can not be had is named. An existing FILE is refused.\n"},
     {"record", record, "show what the agent publishes in shared memory; --json for programs",
      "record [--json] [--name NAME]\n\nShows what the agent publishes in shared memory.\n"},
     {"report", report, "measure this machine for --interval SECONDS (1), and print a report",

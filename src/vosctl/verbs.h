@@ -33,6 +33,9 @@ int status(const CommandLine& line);
 /// terminal; otherwise, or with a count, as blocks of plain lines.
 int top(const CommandLine& line);
 
+/// bundle FILE: what a support case needs, in one new file, without secrets.
+int bundle(const CommandLine& line);
+
 /// record [--json] [--name NAME]: the status record that an agent publishes in
 /// shared memory. exit_failed when there is none to be read, or a stale one.
 int record(const CommandLine& line);

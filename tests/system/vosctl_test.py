@@ -61,6 +61,29 @@ class Vosctl(NodeTest):
             self.assertEqual(termios.tcgetattr(theirs), before)
             os.close(ours), os.close(theirs)
 
+    def test_bundle_keeps_secrets(self):
+        with open(self.n.key_file, "rb") as file:
+            key = file.read()
+        sealed = self.n.settings["General.hmac_secret"]
+        with open(self.n.path("log"), "ab") as log:
+            log.write(b"".join(b"line %d\n" % at for at in range(1500)))
+            log.write(f"{SECRET} {sealed} hunter22 ".encode() + key + b" the end\n")
+        self.assertEqual(self.ctl("--config", self.n.path("vos.conf"), "bundle", self.n.path("case"),
+                                  cwd="/").returncode, 0)
+        self.assertEqual(os.stat(self.n.path("case")).st_mode & 0o777, 0o600)
+        with open(self.n.path("case"), "rb") as file:
+            case = file.read()
+        for secret in (SECRET.encode(), sealed.encode(), b"hunter22", key):
+            self.assertNotIn(secret, case)
+        for text in ("line 1499", "the end", '"processes_stats"', '"longest_stall_ms"', "vos_id = ", "vosctl 3."):
+            self.assertIn(text.encode(), case)
+        self.assertNotIn(b"line 400\n", case)
+        again = self.ctl("bundle", "case")
+        self.assertEqual((again.returncode, again.stdout), (1, ""))
+        self.assertIn("File exists", again.stderr)
+        with open(self.n.path("case"), "rb") as file:
+            self.assertEqual(file.read(), case)
+
 
 if __name__ == "__main__":
     run()

@@ -82,4 +82,18 @@ void replace_file(const std::string& path, std::string_view content, std::option
     }
 }
 
+void create_private_file(const std::string& path, std::string_view content)
+{
+    UniqueFd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!fd.valid())
+        fail(path, errno);
+    int error = write_all(fd.get(), content);
+    if (::close(fd.release()) != 0 && error == 0)
+        error = errno;
+    if (error == 0)
+        return;
+    ::unlink(path.c_str());
+    fail(path, error);
+}
+
 } // namespace platform

@@ -1,5 +1,5 @@
-// Files that are replaced as a whole: a reader sees the old content or the new
-// one, never a part.
+// Files that are written as a whole: a reader sees the old content or the new
+// one, never a part; and files that only their owner may read.
 #pragma once
 
 #include <sys/types.h>
@@ -22,5 +22,10 @@ void replace_file(const std::string& path, std::string_view content,
 /// Removes what a writer of `path` that was killed has left beside it. Only
 /// where no other writer can be at work. A failure is not told of.
 void remove_leftover(const std::string& path);
+
+/// Writes `content` to a new file at `path`, mode 0600. Throws
+/// std::runtime_error naming the path and the reason; an existing file is one,
+/// and stays. A file that can not be written in full is removed.
+void create_private_file(const std::string& path, std::string_view content);
 
 } // namespace platform
