@@ -3,8 +3,10 @@
 target_compile_options(vos_options INTERFACE
   -fstack-protector-strong -fstack-clash-protection -Wformat -Werror=format-security)
 # It needs the optimizer. A distribution's compiler may define it by itself.
+set(optimized "$<CONFIG:RelWithDebInfo,Release,MinSizeRel>")
+set(unoptimized "$<BOOL:$<TARGET_PROPERTY:UNOPTIMIZED>>")
 target_compile_options(vos_options INTERFACE
-  "$<$<CONFIG:RelWithDebInfo,Release,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+  "$<$<AND:${optimized},$<NOT:${unoptimized}>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 target_link_options(vos_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--build-id=sha1)
 
 # Programs that the kernel may load anywhere.

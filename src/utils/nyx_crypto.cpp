@@ -67,7 +67,7 @@ std::optional<std::string> from_base64(std::string_view text)
     if (EVP_DecodeBlock(bytes(data), bytes(text), static_cast<int>(text.size())) < 0)
         return std::nullopt;
     // OpenSSL counts the padding as zero bytes.
-    data.resize(data.size() - (text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0));
+    data.erase(data.size() - (text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0));
     return data;
 }
 
