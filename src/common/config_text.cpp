@@ -176,11 +176,14 @@ std::optional<std::string> ConfigText::with_value(std::string_view path,
     if (!place)
         return std::nullopt;
     auto text = m_text;
-    if (place->found)
-        return text.replace(place->begin, place->end - place->begin, literal);
+    if (place->found) {
+        text.replace(place->begin, place->end - place->begin, literal);
+        return text;
+    }
     std::size_t offset = 0;
     const auto added = insertion(*place, names, literal, offset);
-    return text.insert(offset, added);
+    text.insert(offset, added);
+    return text;
 }
 
 std::vector<std::string_view> path_names(std::string_view path)

@@ -16,7 +16,7 @@ enum class Severity { note, warning, error };
 /// What the text of a setting has to look like.
 enum class TextForm { any, filled, url, server_path, json };
 
-struct KnownKey {
+struct KnownKey { // NOLINT(clang-analyzer-optin.performance.Padding): as the table reads
     const char* path;
     libconfig::Setting::Type type;
     bool required;
