@@ -140,7 +140,7 @@ std::optional<ConfigText::Place> ConfigText::find(const std::vector<std::string_
     return Place{false, offset, offset, depth};
 }
 
-std::optional<std::string_view> ConfigText::value_of(std::string_view path) const
+std::optional<std::string_view> ConfigText::value_of(std::string_view path) const&
 {
     const auto place = find(path_names(path));
     if (!place || !place->found)

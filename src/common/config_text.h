@@ -21,7 +21,9 @@ public:
 
     /// The value of the setting at the dotted `path` as it is written; nothing
     /// when it is not there, or lies in a list or an included file.
-    std::optional<std::string_view> value_of(std::string_view path) const;
+    /// Lies in this object.
+    std::optional<std::string_view> value_of(std::string_view path) const&;
+    std::optional<std::string_view> value_of(std::string_view path) const&& = delete;
 
     /// The text with `literal` as the value of `path`; all else, comments too,
     /// is kept. Missing settings and groups are added at the end of the group

@@ -38,7 +38,8 @@ void verify(const std::string& text, const std::string& path, const std::string&
 {
     libconfig::Config changed;
     changed.readString(text);
-    const auto written = nyx::ConfigText(text).value_of(path);
+    const nyx::ConfigText parsed(text);
+    const auto written = parsed.value_of(path);
     if (!changed.exists(path) || !written || *written != literal)
         throw std::runtime_error(path + " can not be set in this file");
     for (const auto& finding : check_tree(changed))
