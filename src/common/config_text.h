@@ -19,9 +19,9 @@ public:
     /// The files that the text includes, as written.
     std::vector<std::string> included() const;
 
-    /// The value of the setting at the dotted `path` as it is written; nothing
-    /// when it is not there, or lies in a list or an included file.
-    /// Lies in this object.
+    /// The value of the setting at the dotted `path` as it is written, a part of
+    /// the text that this object holds; nothing when it is not there, or lies in
+    /// a list or an included file.
     std::optional<std::string_view> value_of(std::string_view path) const&;
     std::optional<std::string_view> value_of(std::string_view path) const&& = delete;
 
