@@ -45,6 +45,30 @@ bool assign_float(const Setting& from, Setting& to)
 
 } // namespace
 
+const char* type_text(Setting::Type type)
+{
+    switch (type) {
+    case Setting::TypeInt:
+        return "an integer";
+    case Setting::TypeInt64:
+        return "a 64-bit integer";
+    case Setting::TypeFloat:
+        return "a floating-point number";
+    case Setting::TypeString:
+        return "a text";
+    case Setting::TypeBoolean:
+        return "a boolean";
+    case Setting::TypeGroup:
+        return "a group";
+    case Setting::TypeArray:
+        return "an array";
+    case Setting::TypeList:
+        return "a list";
+    default:
+        return "nothing";
+    }
+}
+
 std::optional<long long> integer_of(const Setting& setting)
 {
     if (setting.getType() == Setting::TypeInt)

@@ -1,4 +1,4 @@
-// Copying settings from one libconfig tree to another.
+// The types of settings, and copying them from one libconfig tree to another.
 #pragma once
 
 #include <libconfig.h++>
@@ -6,6 +6,9 @@
 #include <optional>
 
 namespace nyx {
+
+/// "an integer", "a list" and so on.
+const char* type_text(libconfig::Setting::Type type);
 
 /// The value of a 32-bit or 64-bit integer; nothing for any other type.
 std::optional<long long> integer_of(const libconfig::Setting& setting);

@@ -13,30 +13,6 @@ namespace {
 
 using libconfig::Setting;
 
-const char* type_text(const Setting& setting)
-{
-    switch (setting.getType()) {
-    case Setting::TypeInt:
-        return "an integer";
-    case Setting::TypeInt64:
-        return "a 64-bit integer";
-    case Setting::TypeFloat:
-        return "a float";
-    case Setting::TypeString:
-        return "a text";
-    case Setting::TypeBoolean:
-        return "a boolean";
-    case Setting::TypeGroup:
-        return "a group";
-    case Setting::TypeArray:
-        return "an array";
-    case Setting::TypeList:
-        return "a list";
-    default:
-        return "nothing";
-    }
-}
-
 /// One merge; each operation adds one setting to `output`.
 class TreeMerger {
 public:
@@ -157,8 +133,8 @@ void TreeMerger::keep_template(const Setting& from_template, const Setting& curr
     const auto& expected = elements ? from_template[0] : from_template;
     const auto& found = elements ? current[0] : current;
     m_remarks.push_back(from_template.getPath() + (elements ? ": elements: " : ": ") +
-                        type_text(found) + " does not fit; the template has " +
-                        type_text(expected) + ", and its value stays");
+                        type_text(found.getType()) + " does not fit; the template has " +
+                        type_text(expected.getType()) + ", and its value stays");
 }
 
 } // namespace

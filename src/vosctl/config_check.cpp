@@ -1,5 +1,6 @@
 #include "vosctl/config_check.h"
 
+#include "common/config_copy.h"
 #include "common/config_text.h"
 #include "net/server_url.h"
 #include "platform/variant/variant.h"
@@ -14,33 +15,10 @@ namespace {
 
 using libconfig::Setting;
 
-const char* type_name(Setting::Type type)
-{
-    switch (type) {
-    case Setting::TypeInt:
-        return "an integer";
-    case Setting::TypeInt64:
-        return "a 64-bit integer";
-    case Setting::TypeFloat:
-        return "a floating-point number";
-    case Setting::TypeString:
-        return "a text";
-    case Setting::TypeBoolean:
-        return "a boolean";
-    case Setting::TypeGroup:
-        return "a group";
-    case Setting::TypeArray:
-        return "an array";
-    case Setting::TypeList:
-        return "a list";
-    default:
-        return "nothing";
-    }
-}
-
 std::string wrong_type(const Setting& setting, Setting::Type wanted)
 {
-    return std::string("is ") + type_name(setting.getType()) + ", not " + type_name(wanted);
+    return std::string("is ") + nyx::type_text(setting.getType()) + ", not " +
+           nyx::type_text(wanted);
 }
 
 const char* url_fault(const std::string& text)
