@@ -6,16 +6,16 @@ set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 folder=${1:?usage: check_package.sh FOLDER}
 failed=0
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+unpacked=$(mktemp -d)
+trap 'rm -rf "$unpacked"' EXIT
 
 # check NAME COMMAND...: its output is shown when it fails.
 check() {
-    if "${@:2}" >"$work/output" 2>&1; then
+    if "${@:2}" >"$unpacked/output" 2>&1; then
         echo "ok      $1"
     else
         echo "FAILED  $1"
-        sed 's/^/        /' "$work/output"
+        sed 's/^/        /' "$unpacked/output"
         failed=1
     fi
 }
@@ -33,19 +33,19 @@ man_is_clean() {
 
 unit_is_right() {
     # Beside the system's own units, which it refers to.
-    cp -rn /lib/systemd/system "$work/root/lib/systemd/"
-    silent systemd-analyze verify --man=no --root="$work/root" vos-monitor.service
+    cp -rn /lib/systemd/system "$unpacked/root/lib/systemd/"
+    silent systemd-analyze verify --man=no --root="$unpacked/root" vos-monitor.service
 }
 
-dpkg-deb -x "$folder"/vos-monitor_*.deb "$work/root"
+dpkg-deb -x "$folder"/vos-monitor_*.deb "$unpacked/root"
 check "lintian" lintian --fail-on error,warning --allow-root "$folder"/*.deb
 check "hardening: PIE, stack protector, fortify, relro, now" \
-    hardening-check --nocfprotection "$work"/root/opt/vos/bin/*
-for page in "$work"/root/usr/share/man/man*/*; do
+    hardening-check --nocfprotection "$unpacked"/root/opt/vos/bin/*
+for page in "$unpacked"/root/usr/share/man/man*/*; do
     check "man ${page##*/}" man_is_clean "$page"
 done
 check "systemd-analyze verify" unit_is_right
-security=(systemd-analyze security --offline=true "--root=$work/root" vos-monitor.service)
+security=(systemd-analyze security --offline=true "--root=$unpacked/root" vos-monitor.service)
 check "exposure at most 2.5" "${security[@]}" --threshold=25
 "${security[@]}" | tail -n 1
 exit $failed

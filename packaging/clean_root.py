@@ -6,6 +6,9 @@ stays as it is.
 """
 import glob, os, re, shlex, subprocess, sys, time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../harness"))
+from node import until  # noqa: E402
+
 SETTINGS = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C.UTF-8", "HOME": "/root",
             "DEBIAN_FRONTEND": "noninteractive"}
 EXTRAS = ["systemd", "systemd-sysv", "dbus", "logrotate"]
@@ -103,17 +106,6 @@ def make_base(folder, package):
                     "--include=" + ",".join(sorted(set(names + EXTRAS))), suite, folder, site],
                    check=True, stdout=subprocess.DEVNULL)
     open(folder + ".made", "w").close()
-
-
-def until(condition, what, seconds=20):
-    """The first true value of condition(); fails when there is none in time."""
-    deadline = time.monotonic() + seconds
-    while time.monotonic() < deadline:
-        value = condition()
-        if value:
-            return value
-        time.sleep(0.1)
-    raise AssertionError("waited in vain for " + what)
 
 
 class CleanRoot:
