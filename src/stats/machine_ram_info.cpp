@@ -53,7 +53,7 @@ MachineRamInfo::MachineRamInfo(std::string proc_root) : m_proc_root(std::move(pr
 bool MachineRamInfo::read_mem()
 {
     MachineRam ram{.total = m_total};
-    const auto text = nyx_utils::read_text_file(m_proc_root + "/meminfo");
+    const auto text = nyx_utils::read_record_file(m_proc_root + "/meminfo");
     const bool parsed = parse_machine_ram(text.value_or(""), ram);
     m_total = ram.total;
     if (!parsed)

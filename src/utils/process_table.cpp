@@ -42,18 +42,6 @@ std::int64_t cpu_time(clockid_t clock)
     return static_cast<std::int64_t>(used.tv_sec) * 1000000000 + used.tv_nsec;
 }
 
-/// The threads of `pid`; nothing when there is no such process.
-std::optional<std::vector<pid_t>> list_threads(pid_t pid, const std::string& task_folder)
-{
-    constexpr nlink_t links_of_single_thread = 3; // a link each, beside the folder's own two
-    struct stat folder {};
-    if (::stat(task_folder.c_str(), &folder) != 0)
-        return std::nullopt;
-    if (folder.st_nlink == links_of_single_thread)
-        return std::vector{pid};
-    return list_numbers(task_folder);
-}
-
 bool exists(pid_t pid)
 {
     return ::kill(pid, 0) == 0 || errno != ESRCH;
@@ -152,11 +140,11 @@ bool ProcessTable::still_named(const Known& known) const
 
 std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
 {
-    Known known{{pid, {}}, 0, {}, 0};
+    Known known{{pid, {}}, 0, {}, 0, false};
     // The clock first: a process that renames itself in between is read again.
     if (::clock_getcpuclockid(pid, &known.clock) == 0)
         known.ran = cpu_time(known.clock);
-    const auto text = read_text_file(path_of(pid, "comm"));
+    const auto text = read_record_file(path_of(pid, "comm"));
     if (!text || !text->ends_with('\n'))
         return std::nullopt;
     known.process.name.assign(*text, 0, text->size() - 1); // not the text's large buffer
@@ -165,34 +153,58 @@ std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
 
 std::optional<ProcessTable::Known> ProcessTable::read_stat(pid_t pid) const
 {
-    const auto text = read_text_file(path_of(pid, "stat"));
+    const auto text = read_record_file(path_of(pid, "stat"));
     const auto line = split_stat_line(text ? std::string_view(*text) : std::string_view());
     const auto parent = line ? line->parent() : std::nullopt;
     if (!parent)
         return std::nullopt;
-    return Known{{pid, std::string(line->name)}, *parent, {}, 0};
+    return Known{{pid, std::string(line->name)}, *parent, {}, 0, false};
 }
 
-std::optional<std::string> ProcessTable::name_of(pid_t pid) const
+/// What the pass of this hold has of `pid`.
+ProcessTable::Known* ProcessTable::find(pid_t pid)
 {
-    if (m_held && m_fresh) {
-        const auto found = std::ranges::lower_bound(
-            m_known, pid, {}, [](const Known& known) { return known.process.pid; });
-        if (found != m_known.end() && found->process.pid == pid)
-            return found->process.name;
-    }
+    if (!m_held || !m_fresh)
+        return nullptr;
+    const auto found = std::ranges::lower_bound(
+        m_known, pid, {}, [](const Known& known) { return known.process.pid; });
+    return found != m_known.end() && found->process.pid == pid ? &*found : nullptr;
+}
+
+std::optional<std::string> ProcessTable::name_of(pid_t pid)
+{
+    if (const auto* known = find(pid))
+        return known->process.name;
     auto known = read_process(pid);
     return known ? std::optional(std::move(known->process.name)) : std::nullopt;
+}
+
+/// The threads of `pid`; nothing when there is no such process.
+std::optional<std::vector<pid_t>> ProcessTable::list_threads(pid_t pid)
+{
+    auto* known = find(pid);
+    if (known != nullptr && known->single_thread)
+        return std::vector{pid};
+    constexpr nlink_t links_of_single_thread = 3; // a link each, beside the folder's own two
+    const auto folder_path = path_of(pid, "task");
+    struct stat folder {};
+    if (::stat(folder_path.c_str(), &folder) != 0)
+        return std::nullopt;
+    if (folder.st_nlink != links_of_single_thread)
+        return list_numbers(folder_path);
+    if (known != nullptr)
+        known->single_thread = true;
+    return std::vector{pid};
 }
 
 /// The kernel steps from child to child without holding them: when the one that
 /// it has just told goes, it may skip the next. A child that is gone after the
 /// reading, or a thread that took its children elsewhere, has all read again.
-std::optional<std::vector<pid_t>> ProcessTable::read_children(pid_t pid) const
+std::optional<std::vector<pid_t>> ProcessTable::read_children(pid_t pid)
 {
     constexpr int attempts = 3;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        const auto threads = list_threads(pid, path_of(pid, "task"));
+        const auto threads = list_threads(pid);
         if (!threads)
             return std::vector<pid_t>{};
         std::vector<pid_t> children;

@@ -23,8 +23,8 @@ struct NamedProcess {
 /// /proc/<pid>/stat of all processes. Names come from /proc/<pid>/comm.
 ///
 /// From pass to pass the name of a process that has used no CPU time meanwhile
-/// is kept: only a process itself changes its name. That takes a fifteenth of
-/// the time of reading the file. Not thread-safe.
+/// is kept, and that it has one thread: only a process itself changes that. It
+/// takes a fifteenth of the time of reading the file. Not thread-safe.
 class ProcessTable {
 public:
     explicit ProcessTable(std::string proc_root = "/proc");
@@ -44,9 +44,10 @@ public:
 private:
     struct Known {
         NamedProcess process;
-        pid_t parent{};     ///< 0 where it is not read
-        clockid_t clock{};  ///< of its CPU time
-        std::int64_t ran{}; ///< nanoseconds of CPU, read before the name; 0: unknown
+        pid_t parent{};       ///< 0 where it is not read
+        clockid_t clock{};    ///< of its CPU time
+        std::int64_t ran{};   ///< nanoseconds of CPU, read before the name; 0: unknown
+        bool single_thread{}; ///< it had no other thread when it last ran
     };
 
     void look();
@@ -54,8 +55,10 @@ private:
     bool still_named(const Known& known) const;
     std::optional<Known> read_process(pid_t pid) const;
     std::optional<Known> read_stat(pid_t pid) const;
-    std::optional<std::string> name_of(pid_t pid) const;
-    std::optional<std::vector<pid_t>> read_children(pid_t pid) const;
+    std::optional<std::string> name_of(pid_t pid);
+    Known* find(pid_t pid);
+    std::optional<std::vector<pid_t>> list_threads(pid_t pid);
+    std::optional<std::vector<pid_t>> read_children(pid_t pid);
     std::vector<NamedProcess> children_by_pass(pid_t pid);
     std::string path_of(pid_t pid, const char* leaf) const;
 

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 
+#include <array>
 #include <cerrno>
 
 namespace nyx_utils {
@@ -12,33 +13,41 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\v\f\n";
 
-} // namespace
-
-std::optional<std::string> read_text_file(const std::string& path)
+/// With `one_record` a read that leaves room in the buffer was the last one.
+std::optional<std::string> read_file(const std::string& path, bool one_record)
 {
     const platform::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd.valid())
         return std::nullopt;
-    std::string text(4096, '\0');
-    std::size_t length = 0;
+    std::array<char, 8192> buffer; // most files are short: they get a text of their size
+    std::string text;
     while (true) {
-        const auto got = ::read(fd.get(), text.data() + length, text.size() - length);
+        const auto got = ::read(fd.get(), buffer.data(), buffer.size());
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
             return std::nullopt;
-        if (got == 0)
-            break;
-        length += static_cast<std::size_t>(got);
-        if (length > largest_text_file) {
+        const auto length = static_cast<std::size_t>(got);
+        text.append(buffer.data(), length);
+        if (length == 0 || (one_record && length < buffer.size()))
+            return text;
+        if (text.size() > largest_text_file) {
             errno = EFBIG;
             return std::nullopt;
         }
-        if (length == text.size())
-            text.resize(2 * text.size());
     }
-    text.resize(length);
-    return text;
+}
+
+} // namespace
+
+std::optional<std::string> read_text_file(const std::string& path)
+{
+    return read_file(path, false);
+}
+
+std::optional<std::string> read_record_file(const std::string& path)
+{
+    return read_file(path, true);
 }
 
 std::optional<std::string_view> next_line(std::string_view& text)

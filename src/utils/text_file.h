@@ -17,6 +17,11 @@ constexpr std::size_t largest_text_file = 16 * 1024 * 1024;
 /// largest_text_file. Never waits for a pipe's writer.
 std::optional<std::string> read_text_file(const std::string& path);
 
+/// The same of a file that the kernel writes in one go, as those of /proc about
+/// one process, memory and CPUs: not the lists, which come page by page. Saves
+/// the read that only tells the end.
+std::optional<std::string> read_record_file(const std::string& path);
+
 /// Takes the next line off the front of `text`, without its line feed. Nothing
 /// at the end.
 std::optional<std::string_view> next_line(std::string_view& text);
