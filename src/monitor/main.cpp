@@ -83,8 +83,13 @@ bool configure()
 
 void create_event_base()
 {
-    monitor().event_base.init();
-    monitor().event_base.set_event_base_priorities(2);
+    constexpr int levels = 2;
+    auto& base = monitor().event_base;
+    base.init();
+    base.set_event_base_priorities(levels);
+    // A base without queues, which lack of memory leaves, would abort at its first event.
+    if (base.get_event_base_priorities() != levels)
+        throw std::runtime_error("Failed to give the event base its priorities.");
 }
 
 void start_keep_alive()
