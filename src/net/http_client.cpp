@@ -4,6 +4,8 @@
 #include "platform/logger/sup_logger.h"
 #include "utils/nyx_crypto.h"
 
+#include <sys/socket.h>
+
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -33,6 +35,14 @@ struct CurlLibrary {
     ~CurlLibrary() { curl_global_cleanup(); }
 };
 
+/// libcurl does not look whether it could make its socket non-blocking; a
+/// blocking one would hold the loop.
+curl_socket_t open_socket(void*, curlsocktype, curl_sockaddr* address) noexcept
+{
+    return ::socket(address->family, address->socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
+                    address->protocol);
+}
+
 /// Options that hold for every request of the client.
 void set_lasting_options(CURL* curl, bool reuse_connections)
 {
@@ -50,6 +60,7 @@ void set_lasting_options(CURL* curl, bool reuse_connections)
     // Nothing but the web: a wrong URL or a redirect must not read local files.
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, &open_socket);
     // CURLOPT_NOSIGNAL stays off: libcurl then shields its own writes from SIGPIPE.
 }
 
