@@ -2,8 +2,8 @@
 """A management server for tests and for trying the agent out, on 127.0.0.1 only.
 
 It takes signed reports by POST, checks them as a real server would, and answers
-200 with an empty body, or 403 with the reason on stderr. --fault names a file,
-read again at each request, whose text makes it misbehave:
+200 with an empty body, 403 with the reason on stderr, or 405 to another method.
+--fault names a file, read again at each request, whose text makes it misbehave:
 
   ok | status N | reset | close_mid_upload | slow SECONDS | hang
 """
@@ -158,7 +158,14 @@ class Handler(BaseHTTPRequestHandler):
         self.end_headers()
 
     def do_GET(self):
-        self.answer(None)
+        text = b"reports are posted here\n"
+        self.send_response(405)
+        self.send_header("Allow", "POST")
+        self.send_header("Content-Length", str(len(text)))
+        self.close_connection = True  # with the body of a PUT unread
+        self.end_headers()
+        if self.command != "HEAD":
+            self.wfile.write(text)
 
     do_HEAD = do_PUT = do_DELETE = do_GET
 
@@ -181,7 +188,6 @@ class Handler(BaseHTTPRequestHandler):
             except zlib.error as error:
                 raise Refused("body: %s" % error) from error
         for what, is_good in (
-                ("method " + self.command, self.command == "POST"),
                 ("path " + url.path, url.path == options.path),
                 ("Content-Type", self.headers.get("Content-Type") == "application/json"),
                 ("key", query.get("key") == [options.key_id]),

@@ -84,6 +84,16 @@ class Vosctl(NodeTest):
         with open(self.n.path("case"), "rb") as file:
             self.assertEqual(file.read(), case)
 
+    def test_merge_writes_the_settings_of_both_files(self):
+        template, current, merged = (os.path.dirname(__file__) + f"/../fixtures/merge/groups/{name}.conf"
+                                     for name in ("template", "current", "expected"))
+        for files, status in (((template, current), 2), ((template, current, "--new"), 2),
+                              (("none", current, "new"), 1), ((template, current, "new"), 0),
+                              ((template, merged, "same"), 0)):
+            self.assertEqual(self.ctl("merge", *map(os.path.abspath, files[:2]), *files[2:]).returncode,
+                             status, files)
+        self.assertEqual(self.n.read("new"), self.n.read("same"))
+
 
 if __name__ == "__main__":
     run()

@@ -117,6 +117,18 @@ TEST_F(HttpClientTest, a_second_request_leaves_the_first_alone)
     EXPECT_TRUE(log.contains("Failed setting request timeout"));
 }
 
+TEST_F(HttpClientTest, a_get_collects_the_body_and_a_head_the_headers)
+{
+    for (const bool head_only : {false, true}) {
+        ASSERT_TRUE(client.init_get_request_async(url, "h", "", head_only, "", "me", 10));
+        drive(client);
+        EXPECT_EQ(client.get_response_code(), 405);
+        EXPECT_TRUE(client.get_response().starts_with(head_only ? "HTTP/1.1 405 " : "reports are"));
+    }
+    std::string full(nyx::largest_response, 'x');
+    EXPECT_EQ(nyx::write_callback(full.data(), 1, 1, &full), 0U) << "more than is collected";
+}
+
 // Not of the suite above, whose log grows.
 TEST(HttpClientLongRunTest, leaves_nothing_behind)
 {
