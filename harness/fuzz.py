@@ -64,8 +64,8 @@ def fuzz(targets, options):
 
 def coverage(target):
     """Lines of the target's parsers, and those of them that its inputs reach."""
-    program = f"{TOP}/build/fuzz-coverage/bin/fuzz_{target}"
-    raw, data = (f"{TOP}/build/fuzz-coverage/{target}.{end}" for end in ("profraw", "profdata"))
+    program = f"{TOP}/build/coverage/bin/fuzz_{target}"
+    raw, data = (f"{TOP}/build/coverage/{target}.{end}" for end in ("profraw", "profdata"))
     folders = [folder for folder in (SEEDS + target, CORPUS + target) if os.path.isdir(folder)]
     subprocess.run([program, *folders], check=True, stdout=subprocess.DEVNULL,
                    env=dict(os.environ, LLVM_PROFILE_FILE=raw))

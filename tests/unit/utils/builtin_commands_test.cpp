@@ -71,7 +71,7 @@ void spawn_all_kinds(int depth)
         spawn("vosT-locale", [name] { spawn(name); });
     for (int i = 0; i < 3; ++i) // in an order of threads that is not that of the ids
         std::thread([i] {
-            ::usleep(40'000U * (3U - i)), spawn("vosT-thread"), ::pause();
+            ::usleep(40'000U * static_cast<unsigned>(3 - i)), spawn("vosT-thread"), ::pause();
         }).detach();
     ::usleep(200'000);
     if (::fork() == 0)
