@@ -7,6 +7,9 @@ import json, os, shutil, signal, socket, subprocess, sys, tempfile, time
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BIN = os.environ.get("VOS_BIN", os.path.join(TOP, "build/release/bin"))
+PRESET = os.path.basename(os.path.dirname(os.path.abspath(BIN)))
+# Sanitizers keep freed memory, and tolerate no other preloaded library.
+SANITIZED = "san" in PRESET
 SECRET = "s3cret phrase"
 RESOLV_CONF = "/opt/resolv.conf"
 

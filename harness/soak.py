@@ -8,9 +8,8 @@ be lost. Ends with a table; exit status 1 when a check fails.
 import argparse, os, random, signal, subprocess, sys, time
 
 import node as harness
-from node import BIN, TOP, Node, isolate, set_name_servers, until
+from node import BIN, SANITIZED, TOP, Node, isolate, set_name_servers, until
 
-SANITIZED = "san/" in BIN  # those keep freed memory, and tolerate no other preloaded library
 SKIPPED = 77
 PERIODS_MS = (25, 30, 40, 55, 75, 100, 140, 200, 300, 450, 700, 1000)
 LONGEST_GAP = 1.2  # seconds between two heartbeats

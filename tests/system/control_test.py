@@ -1,6 +1,6 @@
 """Supervisor, control messages and heartbeat: the real programs, and a peer that is not ours."""
 import concurrent.futures, json, os, random, re, shutil, signal, socket, struct, subprocess, sys, time
-from nodetest import BIN, TOP, NodeTest, Peer, run, until
+from nodetest import BIN, SANITIZED, TOP, NodeTest, Peer, run, until
 
 ROUNDS = int(os.environ.get("VOS_SIGNAL_ROUNDS", "100"))
 FLOOD = int(os.environ.get("VOS_FLOOD", "100000"))
@@ -12,7 +12,7 @@ def record(kind, sender=b"supervisor", destination=b"node-7"):
 
 def memory(pid):
     """Anonymous memory in KiB; sanitizers keep what was freed, so there it says nothing."""
-    if "san/" in BIN:
+    if SANITIZED:
         return 0
     with open(f"/proc/{pid}/status") as status:
         return int(re.search(r"RssAnon:\s+(\d+)", status.read())[1])
@@ -383,7 +383,7 @@ class Storm(NodeTest):
             node.daemon.wait()
             return "stopped"
         # A sanitizer has a handler for SIGBUS of its own, until the daemon's stands.
-        own = (1,) if "san/" in BIN and number == signal.SIGBUS else ()
+        own = (1,) if SANITIZED and number == signal.SIGBUS else ()
         self.assertIn(node.daemon.poll(), (0, -number, -15, *own), number)
         return node.daemon.poll()
 

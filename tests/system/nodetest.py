@@ -2,7 +2,7 @@
 import os, sys, unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../harness"))
-from node import BIN, SECRET, TOP, Node, Peer, isolate, set_name_servers, until  # noqa: E402,F401
+from node import BIN, PRESET, SANITIZED, SECRET, TOP, Node, Peer, isolate, set_name_servers, until  # noqa: E402,F401
 from report_schema import faults_of  # noqa: E402
 
 SKIPPED = 77
