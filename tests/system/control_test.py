@@ -1,6 +1,6 @@
 """Supervisor, control messages and heartbeat: the real programs, and a peer that is not ours."""
 import concurrent.futures, json, os, random, re, shutil, signal, socket, struct, subprocess, sys, time
-from nodetest import BIN, SANITIZED, TOP, NodeTest, Peer, run, until
+from nodetest import BIN, PRESET, SANITIZED, TOP, NodeTest, Peer, run, until
 
 ROUNDS = int(os.environ.get("VOS_SIGNAL_ROUNDS", "100"))
 FLOOD = int(os.environ.get("VOS_FLOOD", "100000"))
@@ -365,7 +365,10 @@ class Storm(NodeTest):
               f"stopped and the others ended by the signal before a handler stood", file=sys.stderr)
 
     def one_end(self, node):
-        number = random.choice([n for n in range(1, 31) if n not in (3, 4, 8, 9, 11, 14, 19, 27, 28)])
+        # The thread sanitizer handles faults at once, even while it holds a lock of its own.
+        faults = (5, 6, 7, 13) if "tsan" in PRESET else ()
+        number = random.choice([n for n in range(1, 31)
+                                if n not in (3, 4, 8, 9, 11, 14, 19, 27, 28, *faults)])
         node.start(wait_for="")
         time.sleep(random.choice((random.uniform(0, 0.05), random.uniform(0.1, 0.4))))
         node.signal(number)
