@@ -144,10 +144,11 @@ std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
     // The clock first: a process that renames itself in between is read again.
     if (::clock_getcpuclockid(pid, &known.clock) == 0)
         known.ran = cpu_time(known.clock);
-    const auto text = read_record_file(path_of(pid, "comm"));
+    auto text = read_record_file(path_of(pid, "comm"));
     if (!text || !text->ends_with('\n'))
         return std::nullopt;
-    known.process.name.assign(*text, 0, text->size() - 1); // not the text's large buffer
+    text->pop_back();
+    known.process.name = std::move(*text);
     return known;
 }
 
