@@ -99,10 +99,10 @@ def main():
         by_size = {size: measure_pieces(bench, size) for size in SIZES}
     few, many = (200, 1000) if OPTIONS.quick else (1000, 10000)
     memory = measure_memory((few, many))
-    found = discovery.measure()
-    large = scale.measure()
     seconds, extra = 10 if OPTIONS.quick else 60, 1000
     share = measure_own_share(seconds, extra)
+    found = discovery.measure()
+    large = scale.measure()  # last: its interfaces stay
 
     typical = by_size[TYPICAL]
     signed = sum(typical["report/" + name]["self"] for name in SIGNED) / 1000
