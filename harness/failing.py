@@ -39,7 +39,7 @@ class Control(ctypes.Structure):
         "state", "stop_at", "in_loop", "armed_call", "armed_place", "armed_skip", "armed_errno",
         "armed_burst", "fired", "stack_depth")] + [
         ("stack", ctypes.c_uint64 * DEPTH)] + [(name, ctypes.c_uint32) for name in (
-            "records_made", "kill_step", "kill_fraction", "write_steps")] + [
+            "records_made", "kill_step", "kill_fraction", "write_steps", "allocated")] + [
         ("kill_file", ctypes.c_char * 64), ("names", ctypes.c_char * 1024),
         ("records", Record * MOST_RECORDS)]
 
@@ -90,7 +90,9 @@ class TorturedNode(Node):
     def start_daemon(self):
         """Starts the daemon with the page as it is. Addresses are the same in every run."""
         self.control.in_loop = self.control.fired = self.control.records_made = 0
-        environment = dict(os.environ, VOS_IPC_DIR=self.folder, VOS_TORTURE_PAGE=self.path("page"))
+        # What the C library keeps at hand for the next allocation would count as allocated.
+        environment = dict(os.environ, VOS_IPC_DIR=self.folder, VOS_TORTURE_PAGE=self.path("page"),
+                           GLIBC_TUNABLES="glibc.malloc.tcache_count=0")
         with open(self.path("out"), "a") as out:
             self.daemon = subprocess.Popen(
                 ["setarch", "-R", "env", "LD_PRELOAD=" + LIBRARY, self.path("vos_monitor")],

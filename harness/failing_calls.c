@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -71,6 +72,7 @@ struct control {
     uint32_t kill_step;     // counted from 1 within the writing of the file; 0: never
     uint32_t kill_fraction; // of a write that is cut short, in 65536ths
     uint32_t write_steps;   // steps that the last finished writing took
+    uint32_t allocated;     // bytes, when the loop last began to wait
     char kill_file[64];     // part of the path of the file beside which it is written
     char names[1024];       // of the calls, a line each
     struct record records[MOST_RECORDS];
@@ -337,14 +339,21 @@ SIMPLE(int, -1, poll, (struct pollfd * fds, nfds_t count, int ms), (fds, count, 
 SIMPLE(int, -1, epoll_create1, (int flags), (flags))
 SIMPLE(int, -1, epoll_ctl, (int epoll, int what, int fd, struct epoll_event* event),
        (epoll, what, fd, event))
-SIMPLE(int, -1, epoll_wait, (int epoll, struct epoll_event* events, int count, int ms),
-       (epoll, events, count, ms))
 SIMPLE(int, -1, socketpair, (int domain, int type, int protocol, int ends[2]),
        (domain, type, protocol, ends))
 SIMPLE(pid_t, -1, waitpid, (pid_t pid, int* status, int options), (pid, status, options))
 SIMPLE(void*, MAP_FAILED, mmap, (void* at, size_t size, int prot, int flags, int fd, off_t offset),
        (at, size, prot, flags, fd, offset))
 SIMPLE(ssize_t, -1, getrandom, (void* data, size_t size, unsigned flags), (data, size, flags))
+
+int epoll_wait(int epoll, struct epoll_event* events, int count, int ms)
+{
+    REAL(epoll_wait);
+    if (control != NULL)
+        control->allocated = (uint32_t)mallinfo2().uordblks;
+    FAIL_OR(epoll_wait, -1);
+    return real(epoll, events, count, ms);
+}
 
 int eventfd(unsigned initial, int flags)
 {

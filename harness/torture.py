@@ -15,6 +15,7 @@ from node import SANITIZED, isolate  # noqa: E402
 
 PATIENCE = 30  # seconds; commands that hang may cost the daemon five each
 PERIODS_MS = (300, 1000, 4000)
+MOST_KEPT = 4096  # bytes that all faults of a daemon's life may leave: counts of log records
 PHASES = ("start", "cycle", "reload", "stop")
 ALLOCATIONS = ("malloc", "calloc", "realloc", "aligned_alloc", "posix_memalign")
 # Libraries that use the result of an allocation unchecked, or abort, and why that can not be
@@ -44,6 +45,7 @@ class Worker:
     def __init__(self, period_ms):
         self.node = TorturedNode(**{"Monitoring.report_freq": period_ms})
         self.held = 0
+        self.allocated = None  # bytes, before the first fault of this daemon's life
 
     def close(self):
         self.node.close()
@@ -82,7 +84,19 @@ class Worker:
             raise Violation("the next report is incomplete")
         self.wait(lambda: self.node.descriptors() <= self.held,
                   f"descriptors to be given back: {self.node.descriptors()}, were {self.held}")
+        if self.allocated is not None:
+            self.wait(lambda: self.node.control.allocated <= self.allocated + MOST_KEPT, "memory to "
+                      f"be given back: {self.node.control.allocated} bytes, were {self.allocated}")
         return None
+
+    def least_allocated(self):
+        """While nothing is under way; over some cycles."""
+        deadline = time.monotonic() + 3 * self.node.settings["Monitoring.report_freq"] / 1000
+        least = self.node.control.allocated
+        while time.monotonic() < deadline:
+            time.sleep(0.004)
+            least = min(least, self.node.control.allocated)
+        return least
 
     def bring_up(self):
         if self.node.daemon is None or self.node.daemon.poll() is not None:
@@ -91,6 +105,9 @@ class Worker:
             self.node.control.stop_at = 0
             if self.wait_for_reports(2) is not None:
                 raise AssertionError("the daemon does not start")
+            self.allocated = None
+        if self.allocated is None:
+            self.allocated = self.least_allocated()
 
     def kill(self):
         if self.node.daemon and self.node.daemon.poll() is None:
@@ -135,6 +152,7 @@ class Worker:
         self.node.control.stop_at = 1
         self.node.arm(fault)
         self.node.start_daemon()
+        self.allocated = None
         status = self.wait(lambda: self.node.control.in_loop, "the loop")
         if self.node.control.fired == 0:
             return "not met"
