@@ -1,6 +1,6 @@
 #include "common/nyx_configurator.h"
 
-#include "common/config_includes.h"
+#include "config/includes.h"
 #include "platform/file/atomic_file.h"
 #include "platform/logger/sup_logger.h"
 

@@ -1,7 +1,7 @@
 #include "common/nyx_smart_merge.h"
 
-#include "common/config_merge.h"
 #include "common/nyx_configurator.h"
+#include "config/tree_merge.h"
 #include "platform/file/atomic_file.h"
 #include "platform/logger/sup_logger.h"
 

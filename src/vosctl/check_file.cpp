@@ -1,6 +1,6 @@
 #include "vosctl/check_file.h"
 
-#include "common/config_includes.h"
+#include "config/includes.h"
 #include "utils/text_file.h"
 #include "vosctl/file_probes.h"
 

@@ -1,7 +1,7 @@
 #include "vosctl/config_check.h"
 
-#include "common/config_copy.h"
-#include "common/config_text.h"
+#include "config/setting_copy.h"
+#include "config/source_text.h"
 #include "net/server_url.h"
 #include "platform/variant/variant.h"
 #include "utils/text_file.h"

@@ -1,5 +1,5 @@
-#include "common/config_text.h"
 #include "common/nyx_configurator.h"
+#include "config/source_text.h"
 #include "vosctl/config_check.h"
 #include "vosctl/setting_value.h"
 #include "vosctl/verbs.h"

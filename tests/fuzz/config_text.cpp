@@ -1,7 +1,7 @@
 // Two configurations, a NUL between them: as text, edited, and merged.
-#include "common/config_merge.h"
 #include "common/nyx_config_list_iterator.h"
-#include "common/port_ranges.h"
+#include "config/port_ranges.h"
+#include "config/tree_merge.h"
 #include "fuzz/target.h"
 
 #include <algorithm>

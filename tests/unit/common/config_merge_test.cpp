@@ -1,6 +1,6 @@
-#include "common/config_merge.h"
 #include "common/nyx_configurator.h"
-#include "common/port_ranges.h"
+#include "config/port_ranges.h"
+#include "config/tree_merge.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 

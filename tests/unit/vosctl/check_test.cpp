@@ -1,4 +1,4 @@
-#include "common/config_text.h"
+#include "config/source_text.h"
 #include "support/temp_folder.h"
 #include "utils/nyx_crypto.h"
 #include "utils/text_file.h"

@@ -1,7 +1,7 @@
-#include "common/config_merge_lists.h"
+#include "config/sequence_merge.h"
 
-#include "common/config_copy.h"
-#include "common/port_ranges.h"
+#include "config/port_ranges.h"
+#include "config/setting_copy.h"
 
 #include <initializer_list>
 #include <map>

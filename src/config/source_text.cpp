@@ -1,4 +1,4 @@
-#include "common/config_text.h"
+#include "config/source_text.h"
 
 #include <algorithm>
 #include <charconv>

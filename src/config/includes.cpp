@@ -1,6 +1,6 @@
-#include "common/config_includes.h"
+#include "config/includes.h"
 
-#include "common/config_text.h"
+#include "config/source_text.h"
 
 #include <sys/stat.h>
 

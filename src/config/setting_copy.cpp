@@ -1,4 +1,4 @@
-#include "common/config_copy.h"
+#include "config/setting_copy.h"
 
 #include <limits>
 

@@ -1,4 +1,4 @@
-#include "common/port_ranges.h"
+#include "config/port_ranges.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,7 +1,7 @@
-#include "common/config_merge.h"
+#include "config/tree_merge.h"
 
-#include "common/config_copy.h"
-#include "common/config_merge_lists.h"
+#include "config/sequence_merge.h"
+#include "config/setting_copy.h"
 
 #include <map>
 #include <string_view>
