@@ -17,7 +17,7 @@ PARSERS = {
                    "stats/machine_ram_info.cpp", "platform/memprof/startup_pages.cpp",
                    "platform/memprof/memprof.cpp", "utils/text_file.cpp"],
                   "parse_|read_numbers|read_parameter|next_|CpuTimes|saturate|proc_parsers"),
-    "server_url": (["net/server_url.cpp", "net/zel_request.cpp"], "split_|build_"),
+    "server_url": (["text/server_url.cpp", "net/zel_request.cpp"], "split_|build_"),
     "control_record": (["platform/ipc/ipc_record.cpp"], ""),
     "config_text": ([f"common/{name}.cpp" for name in
                      ("nyx_config_text", "nyx_config_list_iterator", "config_copy", "config_merge",

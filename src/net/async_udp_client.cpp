@@ -1,7 +1,7 @@
 #include "net/async_udp_client.h"
 
-#include "net/address_text.h"
 #include "platform/logger/sup_logger.h"
+#include "text/ipv4.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 #include "net/nyx_resolver.h"
 
-#include "net/address_text.h"
 #include "platform/logger/sup_logger.h"
+#include "text/ipv4.h"
 #include "utils/nyx_helper.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "net/resolver.h"
 
-#include "net/address_text.h"
 #include "net/dns_cache.h"
 #include "platform/logger/sup_logger.h"
+#include "text/ipv4.h"
 #include "utils/nyx_helper.h"
 
 #include <algorithm>

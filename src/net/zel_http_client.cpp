@@ -1,8 +1,8 @@
 #include "net/zel_http_client.h"
 
-#include "net/server_url.h"
 #include "net/zel_request.h"
 #include "platform/logger/sup_logger.h"
+#include "text/server_url.h"
 
 #include <exception>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "utils/node_status.h"
 
-#include "utils/printable_text.h"
+#include "text/printable.h"
 
 #include <limits>
 #include <stdexcept>

@@ -2,8 +2,8 @@
 
 #include "config/setting_copy.h"
 #include "config/source_text.h"
-#include "net/server_url.h"
 #include "platform/variant/variant.h"
+#include "text/server_url.h"
 #include "utils/text_file.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "vosctl/screen_line.h"
 
-#include "utils/printable_text.h"
+#include "text/printable.h"
 
 #include <algorithm>
 #include <array>

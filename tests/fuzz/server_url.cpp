@@ -1,5 +1,5 @@
 // The configured URL of the server, and the URL of a request made from it.
-#include "net/server_url.h"
+#include "text/server_url.h"
 #include "fuzz/target.h"
 #include "net/zel_request.h"
 

@@ -1,9 +1,9 @@
 #include "net/zel_request.h"
 
 #include "net/resolver.h"
-#include "net/server_url.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
+#include "text/server_url.h"
 
 #include <gtest/gtest.h>
 

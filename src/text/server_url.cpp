@@ -1,4 +1,4 @@
-#include "net/server_url.h"
+#include "text/server_url.h"
 
 namespace nyx {
 
