@@ -15,7 +15,7 @@ PARSERS = {
                    "parse_|format_|names_a_server"),
     "proc_text": (["stats/proc_parsers.cpp", "stats/interface_stats.cpp",
                    "stats/machine_ram_info.cpp", "platform/memprof/startup_pages.cpp",
-                   "platform/memprof/memprof.cpp", "utils/text_file.cpp"],
+                   "platform/memprof/memprof.cpp", "platform/file/text_file.cpp"],
                   "parse_|read_numbers|read_parameter|next_|CpuTimes|saturate|proc_parsers"),
     "server_url": (["text/server_url.cpp", "net/zel_request.cpp"], "split_|build_"),
     "control_record": (["platform/ipc/ipc_record.cpp"], ""),

@@ -5,6 +5,7 @@
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
 #include "monitor/signals.h"
+#include "platform/file/standard_descriptors.h"
 #include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
@@ -12,7 +13,6 @@
 #include "utils/command_runner.h"
 #include "utils/dual_nyx_helper.h"
 #include "utils/shared_object.h"
-#include "utils/standard_descriptors.h"
 
 #include <event2/event.h>
 #include <malloc.h>

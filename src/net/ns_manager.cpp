@@ -1,8 +1,8 @@
 #include "net/ns_manager.h"
 
 #include "net/resolver.h"
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
-#include "utils/text_file.h"
 
 #include <arpa/inet.h>
 #include <resolv.h>

@@ -1,9 +1,9 @@
 #include "net/nyx_persistent_hosts.h"
 
 #include "platform/file/atomic_file.h"
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/nyx_helper.h"
-#include "utils/text_file.h"
 
 #include <cerrno>
 #include <exception>

@@ -1,7 +1,7 @@
 #include "stats/interface_stats.h"
 
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
-#include "utils/text_file.h"
 
 #include <utility>
 

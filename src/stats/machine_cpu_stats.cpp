@@ -1,9 +1,9 @@
 #include "stats/machine_cpu_stats.h"
 
 #include "common/nyx_configurator.h"
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 #include "stats/proc_parsers.h"
-#include "utils/text_file.h"
 
 #include <unistd.h>
 

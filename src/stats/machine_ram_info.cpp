@@ -1,8 +1,8 @@
 #include "stats/machine_ram_info.h"
 
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/nyx_status_data.h"
-#include "utils/text_file.h"
 
 #include <exception>
 #include <utility>

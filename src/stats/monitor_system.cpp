@@ -1,11 +1,11 @@
 #include "stats/monitor_system.h"
 
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 #include "stats/proc_parsers.h"
 #include "utils/command_runner.h"
 #include "utils/nyx_helper.h"
 #include "utils/nyx_status_data.h"
-#include "utils/text_file.h"
 
 #include <limits>
 #include <stdexcept>

@@ -1,8 +1,8 @@
 #include "stats/proc_fd_stats.h"
 
+#include "platform/file/text_file.h"
 #include "stats/proc_parsers.h"
 #include "stats/proc_path.h"
-#include "utils/text_file.h"
 
 #include <dirent.h>
 

@@ -1,8 +1,8 @@
 #include "stats/proc_mem_stats.h"
 
+#include "platform/file/text_file.h"
 #include "stats/proc_parsers.h"
 #include "stats/proc_path.h"
-#include "utils/text_file.h"
 
 std::int64_t ProcMemStats::m_total_ram_kb{};
 std::int64_t ProcMemStats::m_available_ram_kb{};

@@ -1,7 +1,7 @@
 #include "stats/proc_parsers.h"
 
+#include "platform/file/text_file.h"
 #include "utils/stat_line.h"
-#include "utils/text_file.h"
 
 #include <algorithm>
 #include <charconv>

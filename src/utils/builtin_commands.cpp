@@ -1,6 +1,6 @@
 #include "utils/builtin_commands.h"
 
-#include "utils/text_file.h"
+#include "platform/file/text_file.h"
 
 #include <algorithm>
 

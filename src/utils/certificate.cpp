@@ -1,6 +1,6 @@
 #include "utils/certificate.h"
 
-#include "utils/text_file.h"
+#include "platform/file/text_file.h"
 
 #include <openssl/bio.h>
 #include <openssl/crypto.h>

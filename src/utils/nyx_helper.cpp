@@ -1,8 +1,8 @@
 #include "utils/nyx_helper.h"
 
 #include "common/nyx_configurator.h"
+#include "platform/file/text_file.h"
 #include "utils/command_runner.h"
-#include "utils/text_file.h"
 
 #include <arpa/inet.h>
 #include <strings.h>

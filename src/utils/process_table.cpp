@@ -1,7 +1,7 @@
 #include "utils/process_table.h"
 
+#include "platform/file/text_file.h"
 #include "utils/stat_line.h"
-#include "utils/text_file.h"
 
 #include <dirent.h>
 #include <signal.h>

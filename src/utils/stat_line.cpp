@@ -1,6 +1,6 @@
 #include "utils/stat_line.h"
 
-#include "utils/text_file.h"
+#include "platform/file/text_file.h"
 
 namespace nyx_utils {
 

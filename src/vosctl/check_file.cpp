@@ -1,7 +1,7 @@
 #include "vosctl/check_file.h"
 
 #include "config/includes.h"
-#include "utils/text_file.h"
+#include "platform/file/text_file.h"
 #include "vosctl/file_probes.h"
 
 #include <unistd.h>

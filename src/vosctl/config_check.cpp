@@ -2,9 +2,9 @@
 
 #include "config/setting_copy.h"
 #include "config/source_text.h"
+#include "platform/file/text_file.h"
 #include "platform/variant/variant.h"
 #include "text/server_url.h"
-#include "utils/text_file.h"
 
 #include <algorithm>
 #include <exception>

@@ -1,8 +1,8 @@
 #include "vosctl/file_probes.h"
 
+#include "platform/file/text_file.h"
 #include "report/health_reporter.h"
 #include "utils/nyx_crypto.h"
-#include "utils/text_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 // vosctl: the operator's command.
 #include "common/nyx_configurator.h"
+#include "platform/file/standard_descriptors.h"
 #include "utils/dual_nyx_helper.h"
-#include "utils/standard_descriptors.h"
 #include "vosctl/command_line.h"
 #include "vosctl/verbs.h"
 

@@ -1,6 +1,6 @@
 #include "vosctl/setting_value.h"
 
-#include "utils/text_file.h"
+#include "platform/file/text_file.h"
 
 #include <cmath>
 #include <cstdint>

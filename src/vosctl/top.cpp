@@ -1,7 +1,7 @@
 #include "common/nyx_configurator.h"
+#include "platform/file/text_file.h"
 #include "platform/logger/log_settings.h"
 #include "report/health_document.h"
-#include "utils/text_file.h"
 #include "vosctl/second.h"
 #include "vosctl/supervisor_link.h"
 #include "vosctl/terminal.h"

@@ -1,9 +1,9 @@
 // vos_watchdog: the supervisor of vos_monitor.
 #include "common/nyx_logging.h"
 #include "common/nyx_sigchild.h"
+#include "platform/file/standard_descriptors.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/dual_nyx_helper.h"
-#include "utils/standard_descriptors.h"
 #include "watchdog/settings.h"
 #include "watchdog/supervisor.h"
 

@@ -1,7 +1,7 @@
 #include "stats/proc_parsers.h"
 
 #include "fake_proc.h"
-#include "utils/text_file.h"
+#include "platform/file/text_file.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 #include "common/nyx_configurator.h"
+#include "platform/file/text_file.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 #include "utils/command_runner.h"
 #include "utils/nyx_helper.h"
-#include "utils/text_file.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>

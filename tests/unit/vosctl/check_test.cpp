@@ -1,7 +1,7 @@
 #include "config/source_text.h"
+#include "platform/file/text_file.h"
 #include "support/temp_folder.h"
 #include "utils/nyx_crypto.h"
-#include "utils/text_file.h"
 #include "vosctl/check_file.h"
 #include "vosctl/setting_value.h"
 

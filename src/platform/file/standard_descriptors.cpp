@@ -1,4 +1,4 @@
-#include "utils/standard_descriptors.h"
+#include "platform/file/standard_descriptors.h"
 
 #include <fcntl.h>
 #include <unistd.h>

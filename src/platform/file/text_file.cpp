@@ -1,4 +1,4 @@
-#include "utils/text_file.h"
+#include "platform/file/text_file.h"
 
 #include "platform/file/unique_fd.h"
 
