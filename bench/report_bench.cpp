@@ -6,6 +6,7 @@
 // "children" CPU of the commands that it ran.
 #include "common/nyx_logging.h"
 #include "floor.h"
+#include "platform/shared_memory/shared_object.h"
 #include "report/health_reporter.h"
 #include "stats/machine_cpu_stats.h"
 #include "stats/proc_cpu_stats.h"
@@ -13,7 +14,6 @@
 #include "stats/proc_mem_stats.h"
 #include "utils/builtin_commands.h"
 #include "utils/dual_nyx_helper.h"
-#include "utils/shared_object.h"
 
 #include <benchmark/benchmark.h>
 

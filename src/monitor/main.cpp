@@ -10,9 +10,9 @@
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
+#include "platform/shared_memory/shared_object.h"
 #include "utils/command_runner.h"
 #include "utils/dual_nyx_helper.h"
-#include "utils/shared_object.h"
 
 #include <event2/event.h>
 #include <malloc.h>

@@ -1,7 +1,7 @@
 // The status record that the agent publishes to other local processes.
 #pragma once
 
-#include "utils/shared_object.h"
+#include "platform/shared_memory/shared_object.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "utils/shared_object.h"
+#include "platform/shared_memory/shared_object.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
