@@ -1,8 +1,8 @@
 #include "monitor/node_status_sender.h"
 
 #include "monitor/monitor.h"
+#include "platform/crypto/certificate.h"
 #include "platform/ipc/ipc.h"
-#include "utils/certificate.h"
 #include "utils/node_status.h"
 
 #include <algorithm>

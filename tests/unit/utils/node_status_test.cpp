@@ -1,4 +1,4 @@
-#include "utils/certificate.h"
+#include "platform/crypto/certificate.h"
 #include "utils/node_status.h"
 
 #include <gtest/gtest.h>

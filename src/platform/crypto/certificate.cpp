@@ -1,4 +1,4 @@
-#include "utils/certificate.h"
+#include "platform/crypto/certificate.h"
 
 #include "platform/file/text_file.h"
 
