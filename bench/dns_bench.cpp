@@ -1,7 +1,7 @@
 // Reading an answer of a name server, beside c-ares on the same packets, and
 // answering from a full cache.
-#include "net/dns_cache.h"
-#include "net/dns_message.h"
+#include "dns/cache.h"
+#include "dns/message.h"
 #include "net/resolver.h"
 
 #include <ares.h>

@@ -1,10 +1,10 @@
 // One DNS query, taken to the name servers in turn until one answers.
 #pragma once
 
+#include "dns/message.h"
+#include "dns/response.h"
 #include "net/async_udp_client.h"
-#include "net/dns_message.h"
 #include "net/ns_manager.h"
-#include "net/nyx_response.h"
 
 #include <ctime>
 #include <string>

@@ -1,6 +1,6 @@
 #include "net/resolver.h"
 
-#include "net/dns_cache.h"
+#include "dns/cache.h"
 #include "platform/logger/sup_logger.h"
 #include "text/ipv4.h"
 #include "utils/nyx_helper.h"

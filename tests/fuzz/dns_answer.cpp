@@ -1,6 +1,6 @@
 // A host name, a NUL, and a datagram that comes as answer to its query.
+#include "dns/message.h"
 #include "fuzz/target.h"
-#include "net/dns_message.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "net/dns_cache.h"
+#include "dns/cache.h"
 #include "net/ns_manager.h"
 #include "net/resolver.h"
 

@@ -1,9 +1,9 @@
 #include "net/resolver.h"
 
+#include "dns/cache.h"
 #include "net/async_udp_client.h"
-#include "net/dns_cache.h"
 #include "support/captured_log.h"
-#include "unit/net/dns_packet.h"
+#include "unit/dns/dns_packet.h"
 
 #include <gtest/gtest.h>
 

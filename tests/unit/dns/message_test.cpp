@@ -1,6 +1,6 @@
-#include "net/dns_message.h"
+#include "dns/message.h"
 
-#include "unit/net/dns_packet.h"
+#include "unit/dns/dns_packet.h"
 
 #include <gtest/gtest.h>
 

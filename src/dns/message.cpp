@@ -1,4 +1,4 @@
-#include "net/dns_message.h"
+#include "dns/message.h"
 
 #include <arpa/nameser.h>
 #include <resolv.h>

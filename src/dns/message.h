@@ -2,7 +2,7 @@
 // library.
 #pragma once
 
-#include "net/nyx_response.h"
+#include "dns/response.h"
 
 #include <cstdint>
 #include <optional>

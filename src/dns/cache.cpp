@@ -1,4 +1,4 @@
-#include "net/dns_cache.h"
+#include "dns/cache.h"
 
 #include "platform/logger/sup_logger.h"
 
