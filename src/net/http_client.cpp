@@ -1,6 +1,6 @@
 #include "net/http_client.h"
 
-#include "net/http_headers.h"
+#include "http/headers.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/nyx_crypto.h"
 

@@ -2,8 +2,8 @@
 // owner's timer.
 #pragma once
 
-#include "net/curl_handle.h"
-#include "net/transfer_info.h"
+#include "http/curl_handle.h"
+#include "http/transfer_info.h"
 
 #include <cstdint>
 #include <ctime>

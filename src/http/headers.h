@@ -1,7 +1,7 @@
 // The header lines that a request sends beside libcurl's own.
 #pragma once
 
-#include "net/curl_handle.h"
+#include "http/curl_handle.h"
 
 #include <string>
 

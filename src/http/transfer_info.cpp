@@ -1,4 +1,4 @@
-#include "net/transfer_info.h"
+#include "http/transfer_info.h"
 
 namespace nyx {
 

@@ -1,4 +1,4 @@
-#include "net/http_headers.h"
+#include "http/headers.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 // What libcurl knows of a transfer that has ended.
 #pragma once
 
-#include "net/curl_handle.h"
+#include "http/curl_handle.h"
 
 #include <optional>
 #include <string>
