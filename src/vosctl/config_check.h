@@ -1,7 +1,7 @@
 // What is wrong with a configuration: findings, as the operator reads them.
 #pragma once
 
-#include "vosctl/known_keys.h"
+#include "config/known_keys.h"
 
 #include <libconfig.h++>
 

@@ -1,9 +1,9 @@
+#include "config/setting_literal.h"
 #include "config/source_text.h"
 #include "platform/file/text_file.h"
 #include "support/temp_folder.h"
 #include "utils/nyx_crypto.h"
 #include "vosctl/check_file.h"
-#include "vosctl/setting_value.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "vosctl/known_keys.h"
+#include "config/known_keys.h"
 
 #include <algorithm>
 #include <numeric>

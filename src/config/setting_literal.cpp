@@ -1,4 +1,4 @@
-#include "vosctl/setting_value.h"
+#include "config/setting_literal.h"
 
 #include "platform/file/text_file.h"
 
