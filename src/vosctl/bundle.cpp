@@ -4,7 +4,7 @@
 #include "utils/dual_nyx_helper.h"
 #include "utils/nyx_crypto.h"
 #include "utils/nyx_helper.h"
-#include "vosctl/file_probes.h"
+#include "vosctl/check/file_probes.h"
 #include "vosctl/log_tail.h"
 #include "vosctl/redaction.h"
 #include "vosctl/supervisor_link.h"

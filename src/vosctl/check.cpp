@@ -1,4 +1,4 @@
-#include "vosctl/check_file.h"
+#include "vosctl/check/check_file.h"
 #include "vosctl/verbs.h"
 
 #include <iostream>

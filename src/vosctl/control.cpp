@@ -1,5 +1,5 @@
 #include "platform/variant/variant.h"
-#include "vosctl/check_file.h"
+#include "vosctl/check/check_file.h"
 #include "vosctl/supervisor_link.h"
 #include "vosctl/verbs.h"
 

@@ -1,7 +1,7 @@
 #include "common/nyx_configurator.h"
 #include "config/setting_literal.h"
 #include "config/source_text.h"
-#include "vosctl/config_check.h"
+#include "vosctl/check/config_check.h"
 #include "vosctl/verbs.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 #include "platform/file/text_file.h"
 #include "support/temp_folder.h"
 #include "utils/nyx_crypto.h"
-#include "vosctl/check_file.h"
+#include "vosctl/check/check_file.h"
 
 #include <gmock/gmock.h>
 

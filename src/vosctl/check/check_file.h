@@ -1,7 +1,7 @@
 // Everything that is wrong with one configuration file.
 #pragma once
 
-#include "vosctl/config_check.h"
+#include "vosctl/check/config_check.h"
 
 #include <iosfwd>
 #include <string>

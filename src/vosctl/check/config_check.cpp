@@ -1,4 +1,4 @@
-#include "vosctl/config_check.h"
+#include "vosctl/check/config_check.h"
 
 #include "config/setting_copy.h"
 #include "config/source_text.h"

@@ -1,7 +1,7 @@
 // The files that a configuration names, as this machine has them.
 #pragma once
 
-#include "vosctl/config_check.h"
+#include "vosctl/check/config_check.h"
 
 #include <libconfig.h++>
 

@@ -1,4 +1,4 @@
-#include "vosctl/file_probes.h"
+#include "vosctl/check/file_probes.h"
 
 #include "platform/file/text_file.h"
 #include "report/health_reporter.h"

@@ -1,8 +1,8 @@
-#include "vosctl/check_file.h"
+#include "vosctl/check/check_file.h"
 
 #include "config/includes.h"
 #include "platform/file/text_file.h"
-#include "vosctl/file_probes.h"
+#include "vosctl/check/file_probes.h"
 
 #include <unistd.h>
 
