@@ -1,5 +1,5 @@
 #include "platform/variant/variant.h"
-#include "vosctl/node_text.h"
+#include "vosctl/screen/node_status_text.h"
 #include "vosctl/supervisor_link.h"
 #include "vosctl/verbs.h"
 

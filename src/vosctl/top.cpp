@@ -2,10 +2,10 @@
 #include "platform/file/text_file.h"
 #include "platform/logger/log_settings.h"
 #include "report/health_document.h"
+#include "vosctl/screen/terminal.h"
+#include "vosctl/screen/top_screen.h"
 #include "vosctl/second.h"
 #include "vosctl/supervisor_link.h"
-#include "vosctl/terminal.h"
-#include "vosctl/top_screen.h"
 #include "vosctl/verbs.h"
 
 #include <unistd.h>

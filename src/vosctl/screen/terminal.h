@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/file/unique_fd.h"
-#include "vosctl/screen_line.h"
+#include "vosctl/screen/screen_line.h"
 
 #include <termios.h>
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/variant/variant.h"
-#include "vosctl/screen_line.h"
+#include "vosctl/screen/screen_line.h"
 
 #include <ctime>
 #include <string>

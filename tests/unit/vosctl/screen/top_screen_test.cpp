@@ -1,5 +1,5 @@
-#include "vosctl/node_text.h"
-#include "vosctl/top_screen.h"
+#include "vosctl/screen/node_status_text.h"
+#include "vosctl/screen/top_screen.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "vosctl/screen_line.h"
+#include "vosctl/screen/screen_line.h"
 
 #include "text/printable.h"
 

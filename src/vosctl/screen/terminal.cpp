@@ -1,4 +1,4 @@
-#include "vosctl/terminal.h"
+#include "vosctl/screen/terminal.h"
 
 #include <langinfo.h>
 #include <poll.h>

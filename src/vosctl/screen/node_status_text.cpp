@@ -1,6 +1,6 @@
-#include "vosctl/node_text.h"
+#include "vosctl/screen/node_status_text.h"
 
-#include "vosctl/screen_line.h"
+#include "vosctl/screen/screen_line.h"
 
 #include <array>
 

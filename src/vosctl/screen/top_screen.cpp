@@ -1,6 +1,6 @@
-#include "vosctl/top_screen.h"
+#include "vosctl/screen/top_screen.h"
 
-#include "vosctl/node_text.h"
+#include "vosctl/screen/node_status_text.h"
 
 #include <algorithm>
 #include <cmath>
