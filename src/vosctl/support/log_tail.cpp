@@ -1,4 +1,4 @@
-#include "vosctl/log_tail.h"
+#include "vosctl/support/log_tail.h"
 
 #include "platform/file/unique_fd.h"
 

@@ -1,4 +1,4 @@
-#include "vosctl/redaction.h"
+#include "vosctl/support/redaction.h"
 
 #include "platform/variant/variant.h"
 

@@ -1,5 +1,5 @@
-#include "vosctl/log_tail.h"
-#include "vosctl/redaction.h"
+#include "vosctl/support/log_tail.h"
+#include "vosctl/support/redaction.h"
 
 #include <gtest/gtest.h>
 
