@@ -2,8 +2,8 @@
 #include "common/nyx_configurator.h"
 #include "platform/file/standard_descriptors.h"
 #include "utils/dual_nyx_helper.h"
-#include "vosctl/command_line.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/command_line.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <algorithm>
 #include <exception>

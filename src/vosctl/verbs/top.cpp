@@ -2,11 +2,11 @@
 #include "platform/file/text_file.h"
 #include "platform/logger/log_settings.h"
 #include "report/health_document.h"
+#include "vosctl/link/supervisor_link.h"
 #include "vosctl/screen/terminal.h"
 #include "vosctl/screen/top_screen.h"
-#include "vosctl/second.h"
-#include "vosctl/supervisor_link.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
+#include "vosctl/verbs/wall_second.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "vosctl/command_line.h"
+#include "vosctl/verbs/command_line.h"
 
 namespace vosctl {
 

@@ -1,7 +1,7 @@
 #include "platform/variant/variant.h"
+#include "vosctl/link/supervisor_link.h"
 #include "vosctl/screen/node_status_text.h"
-#include "vosctl/supervisor_link.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <cstring>
 #include <ctime>

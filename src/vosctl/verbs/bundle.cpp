@@ -5,10 +5,10 @@
 #include "utils/nyx_crypto.h"
 #include "utils/nyx_helper.h"
 #include "vosctl/check/file_probes.h"
-#include "vosctl/supervisor_link.h"
+#include "vosctl/link/supervisor_link.h"
 #include "vosctl/support/log_tail.h"
 #include "vosctl/support/redaction.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <sys/utsname.h>
 

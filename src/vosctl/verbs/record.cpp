@@ -1,7 +1,7 @@
 #include "platform/variant/variant.h"
 #include "utils/dual_nyx_helper.h"
 #include "utils/nyx_status_data.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <ctime>
 #include <iomanip>

@@ -1,6 +1,6 @@
 #include "common/nyx_configurator.h"
 #include "utils/nyx_crypto.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <sys/stat.h>
 

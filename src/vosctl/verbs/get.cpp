@@ -1,5 +1,5 @@
 #include "common/nyx_configurator.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <iostream>
 #include <vector>

@@ -2,7 +2,7 @@
 #include "config/setting_literal.h"
 #include "config/source_text.h"
 #include "vosctl/check/config_check.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <algorithm>
 #include <iostream>

@@ -1,5 +1,5 @@
 #include "vosctl/check/check_file.h"
-#include "vosctl/verbs.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <iostream>
 

@@ -2,7 +2,7 @@
 // went wrong on standard error, and returns the exit status.
 #pragma once
 
-#include "vosctl/command_line.h"
+#include "vosctl/verbs/command_line.h"
 
 namespace vosctl {
 

@@ -1,4 +1,4 @@
-#include "vosctl/supervisor_link.h"
+#include "vosctl/link/supervisor_link.h"
 
 #include <poll.h>
 

@@ -1,7 +1,7 @@
 #include "platform/variant/variant.h"
 #include "vosctl/check/check_file.h"
-#include "vosctl/supervisor_link.h"
-#include "vosctl/verbs.h"
+#include "vosctl/link/supervisor_link.h"
+#include "vosctl/verbs/verbs.h"
 
 #include <unistd.h>
 
