@@ -3,7 +3,7 @@
 #pragma once
 
 #include "common/nyx_file_lock.h"
-#include "common/nyx_reconfigure.h"
+#include "common/reconfigure.h"
 
 #include <libconfig.h++>
 

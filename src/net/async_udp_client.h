@@ -1,7 +1,7 @@
 // A connected, non-blocking UDP socket on the event loop.
 #pragma once
 
-#include "common/nyx_bufferevent.h"
+#include "common/buffer_event.h"
 #include "platform/file/unique_fd.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 // The node's health report: one JSON document a period.
 #pragma once
 
-#include "common/nyx_reconfigure.h"
+#include "common/reconfigure.h"
 #include "report/health_document.h"
 #include "report/reporter.h"
 

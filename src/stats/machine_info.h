@@ -1,7 +1,7 @@
 // The machine's identity, CPU and RAM for the health report.
 #pragma once
 
-#include "common/nyx_reconfigure.h"
+#include "common/reconfigure.h"
 #include "platform/variant/variant.h"
 #include "stats/machine_cpu_info.h"
 #include "stats/machine_ram_info.h"

@@ -1,5 +1,5 @@
 // Two configurations, a NUL between them: as text, edited, and merged.
-#include "common/nyx_config_list_iterator.h"
+#include "common/config_list_iterator.h"
 #include "config/port_ranges.h"
 #include "config/tree_merge.h"
 #include "fuzz/target.h"

@@ -1,5 +1,5 @@
+#include "common/buffer_event.h"
 #include "common/loop_stall.h"
-#include "common/nyx_bufferevent.h"
 #include "common/nyx_libevent.h"
 #include "support/captured_log.h"
 

@@ -1,4 +1,4 @@
-#include "common/nyx_smart_merge.h"
+#include "common/smart_merge.h"
 
 #include "common/nyx_configurator.h"
 #include "config/tree_merge.h"

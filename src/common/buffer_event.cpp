@@ -1,4 +1,4 @@
-#include "common/nyx_bufferevent.h"
+#include "common/buffer_event.h"
 
 #include "platform/logger/sup_logger.h"
 

@@ -1,4 +1,4 @@
-#include "common/nyx_reconfigure.h"
+#include "common/reconfigure.h"
 
 #include "common/nyx_configurator.h"
 #include "platform/ipc/ipc.h"

@@ -1,4 +1,4 @@
-#include "common/nyx_config_list_iterator.h"
+#include "common/config_list_iterator.h"
 #include "support/captured_log.h"
 
 #include <gtest/gtest.h>
