@@ -1,6 +1,6 @@
 #include "monitor/signals.h"
 
-#include "common/nyx_sigchild.h"
+#include "event/sigchild.h"
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
 #include "platform/memprof/memprof.h"

@@ -1,7 +1,7 @@
 // The supervised daemon as a child process.
 #pragma once
 
-#include "common/nyx_sigchild.h"
+#include "event/sigchild.h"
 
 #include <chrono>
 #include <functional>

@@ -1,6 +1,6 @@
 // vos_watchdog: the supervisor of vos_monitor.
 #include "common/nyx_logging.h"
-#include "common/nyx_sigchild.h"
+#include "event/sigchild.h"
 #include "platform/file/standard_descriptors.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/dual_nyx_helper.h"

@@ -1,4 +1,4 @@
-#include "common/nyx_sigchild.h"
+#include "event/sigchild.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 #include "watchdog/back_off.h"

@@ -1,4 +1,4 @@
-#include "common/nyx_sigchild.h"
+#include "event/sigchild.h"
 
 #include <sys/wait.h>
 
