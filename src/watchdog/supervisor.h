@@ -7,8 +7,8 @@
 #include "watchdog/back_off.h"
 #include "watchdog/child_process.h"
 #include "watchdog/control_server.h"
-#include "watchdog/heartbeats.h"
-#include "watchdog/notify.h"
+#include "watchdog/heartbeat_socket.h"
+#include "watchdog/service_notifier.h"
 #include "watchdog/settings.h"
 
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "watchdog/notify.h"
+#include "watchdog/service_notifier.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>

@@ -1,4 +1,4 @@
-#include "watchdog/heartbeats.h"
+#include "watchdog/heartbeat_socket.h"
 
 #include "platform/ipc/ipc.h"
 
