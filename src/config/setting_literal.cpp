@@ -1,6 +1,6 @@
 #include "config/setting_literal.h"
 
-#include "platform/file/text_file.h"
+#include "text/words.h"
 
 #include <cmath>
 #include <cstdint>
@@ -30,7 +30,7 @@ std::string quoted(const std::string& value)
 /// libconfig takes a number without point and exponent for an integer.
 std::optional<std::string> float_literal(const std::string& value)
 {
-    const auto number = nyx_utils::to_number<double>(value);
+    const auto number = text::to_number<double>(value);
     if (!number || !std::isfinite(*number))
         return std::nullopt;
     if (value.find_first_of(".eE") == std::string::npos)
@@ -44,10 +44,9 @@ std::optional<std::string> literal_of(const std::string& value, Setting::Type ty
 {
     switch (type) {
     case Setting::TypeInt:
-        return nyx_utils::to_number<std::int32_t>(value) ? std::optional(value) : std::nullopt;
+        return text::to_number<std::int32_t>(value) ? std::optional(value) : std::nullopt;
     case Setting::TypeInt64:
-        return nyx_utils::to_number<std::int64_t>(value) ? std::optional(value + "L")
-                                                         : std::nullopt;
+        return text::to_number<std::int64_t>(value) ? std::optional(value + "L") : std::nullopt;
     case Setting::TypeFloat:
         return float_literal(value);
     case Setting::TypeBoolean:

@@ -229,7 +229,7 @@ int run()
 
 int main()
 {
-    nyx_utils::open_standard_descriptors();
+    platform::open_standard_descriptors();
     map_large_blocks();
     std::set_terminate(on_terminate);
     if (!configure())

@@ -33,8 +33,11 @@ nyx_utils::NodeStatus gather(VOSHealthReporter& reporter)
     if (const auto servers = reporter.client().count_name_servers())
         status.name_servers = static_cast<std::uint32_t>(*servers);
     status.longest_stall_ms = static_cast<std::uint32_t>(nyx::NYXEventBase::longest_stall_ms());
-    status.certificate_end = nyx_utils::read_certificate_end(reporter.get_client_cert_path(),
-                                                             status.certificate_failure);
+    const auto end = platform::read_certificate_end(reporter.get_client_cert_path());
+    if (end)
+        status.certificate_end = *end;
+    else
+        status.certificate_failure = end.reason();
     return status;
 }
 

@@ -126,7 +126,7 @@ bool UDPClient::set_timeout_ms(unsigned int milliseconds)
 
 std::string UDPClient::server_text() const
 {
-    return to_text(in_addr{m_server});
+    return text::dotted_quad(in_addr{m_server});
 }
 
 bool UDPClient::has_no_error()

@@ -3,6 +3,7 @@
 #include "net/resolver.h"
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
+#include "text/words.h"
 
 #include <arpa/inet.h>
 #include <resolv.h>
@@ -63,8 +64,8 @@ NSList build_ns_list(const NSList& system_servers)
 
 bool names_a_server(std::string_view text)
 {
-    while (auto line = nyx_utils::next_line(text)) {
-        if (nyx_utils::next_word(*line) == "nameserver" && !nyx_utils::next_word(*line).empty())
+    while (auto line = text::next_line(text)) {
+        if (text::next_word(*line) == "nameserver" && !text::next_word(*line).empty())
             return true;
     }
     return false;
@@ -91,7 +92,7 @@ NSList NSManeger::load_initial_ns()
     auto servers = system_servers();
     // Without any server the C library falls back to one on this machine that
     // nobody configured.
-    const auto text = nyx_utils::read_text_file(_PATH_RESCONF);
+    const auto text = platform::read_text_file(_PATH_RESCONF);
     if (servers == NSList{htonl(INADDR_LOOPBACK)} && !names_a_server(text.value_or("")))
         servers.clear();
     return build_ns_list(servers);

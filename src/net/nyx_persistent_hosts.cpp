@@ -3,6 +3,7 @@
 #include "platform/file/atomic_file.h"
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
+#include "text/words.h"
 #include "utils/nyx_helper.h"
 
 #include <cerrno>
@@ -36,12 +37,12 @@ ParsedHosts parse_persistent_hosts(std::string_view text)
 {
     ParsedHosts parsed;
     std::size_t number = 0;
-    while (auto line = nyx_utils::next_line(text)) {
+    while (auto line = text::next_line(text)) {
         ++number;
         if (line->empty() || line->front() == '#')
             continue;
-        const std::string host(nyx_utils::next_word(*line));
-        const std::string address(nyx_utils::next_word(*line));
+        const std::string host(text::next_word(*line));
+        const std::string address(text::next_word(*line));
         if (nyx::Helper::is_valid_ip_address(address))
             parsed.table[host].push_back(address);
         else if (++parsed.malformed <= most_named_lines)
@@ -81,7 +82,7 @@ void PersistentHosts::load()
 {
     m_table.clear();
     platform::remove_leftover(m_path);
-    const auto text = nyx_utils::read_text_file(m_path);
+    const auto text = platform::read_text_file(m_path);
     if (!text) {
         logger().warning("Failed to open file ", m_path);
         return;

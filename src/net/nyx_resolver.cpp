@@ -37,7 +37,7 @@ void log_record(const DnsRecord& record, unsigned int cap, const std::string& ho
     switch (record.kind) {
     case DnsRecord::Kind::address:
         log_ttl(record, cap, " read 'A', ");
-        logger().debug("on_readcb", " resolution acquired [ ", to_text(record.address),
+        logger().debug("on_readcb", " resolution acquired [ ", text::dotted_quad(record.address),
                        " ] for hostname: ", host);
         break;
     case DnsRecord::Kind::alias:

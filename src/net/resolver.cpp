@@ -29,7 +29,7 @@ std::list<std::string> to_texts(const std::list<in_addr>& addresses)
 {
     std::list<std::string> texts;
     for (const auto& address : addresses)
-        texts.push_back(to_text(address));
+        texts.push_back(text::dotted_quad(address));
     return texts;
 }
 

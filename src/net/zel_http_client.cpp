@@ -111,7 +111,7 @@ bool ZELHttpClient::init_http_request_async_resolver(
 
 bool ZELHttpClient::read_url(const std::string& url)
 {
-    auto parts = split_server_url(url);
+    auto parts = text::split_server_url(url);
     if (!parts) {
         logger().error("read_url: Failed parsing ZEL URL");
         return false;

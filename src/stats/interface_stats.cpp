@@ -2,11 +2,12 @@
 
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
+#include "text/words.h"
 
 #include <utility>
 
-using nyx_utils::next_number;
-using nyx_utils::next_word;
+using text::next_number;
+using text::next_word;
 
 namespace {
 
@@ -122,16 +123,16 @@ libvariant::Variant InterfaceStatsReport::collect_network_report(std::time_t now
 bool InterfaceStatsReport::init_interface_objects()
 {
     const auto path = m_proc_root + "/net/dev";
-    const auto text = nyx_utils::read_text_file(path);
+    const auto text = platform::read_text_file(path);
     if (!text) {
         logger().error("Failed to read interfaces info from ", path);
         return false;
     }
     std::string_view rest = *text;
-    nyx_utils::next_line(rest); // two lines of column headers
-    nyx_utils::next_line(rest);
+    text::next_line(rest); // two lines of column headers
+    text::next_line(rest);
     const bool debug = logger().is_debug_enabled();
-    while (const auto line = nyx_utils::next_line(rest)) {
+    while (const auto line = text::next_line(rest)) {
         if (debug)
             logger().debug("Parsing line: ", *line);
         if (!init_interace_data_from_line(*line))

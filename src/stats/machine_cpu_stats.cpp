@@ -93,7 +93,7 @@ void CPUStatSampler::run(void* arg)
 void CPUStatSampler::retrive_stats()
 {
     const auto path = m_proc_root + "/stat";
-    const auto text = nyx_utils::read_record_file(path);
+    const auto text = platform::read_record_file(path);
     if (!text) {
         logger().error("retrive_stats: Couldn't open ", path, std::strerror(errno));
         return;

@@ -2,6 +2,7 @@
 
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
+#include "text/words.h"
 #include "utils/nyx_status_data.h"
 
 #include <exception>
@@ -23,7 +24,7 @@ bool read_parameter(std::string_view& text, double& value)
 {
     value = 0.0;
     try {
-        value = std::stod(std::string(nyx_utils::next_word(text)));
+        value = std::stod(std::string(text::next_word(text)));
     } catch (const std::exception&) {
         return false;
     }
@@ -33,7 +34,7 @@ bool read_parameter(std::string_view& text, double& value)
 bool parse_machine_ram(std::string_view text, MachineRam& ram)
 {
     while (true) {
-        const auto word = nyx_utils::next_word(text);
+        const auto word = text::next_word(text);
         if (word.empty())
             return true;
         double value{};
@@ -53,7 +54,7 @@ MachineRamInfo::MachineRamInfo(std::string proc_root) : m_proc_root(std::move(pr
 bool MachineRamInfo::read_mem()
 {
     MachineRam ram{.total = m_total};
-    const auto text = nyx_utils::read_record_file(m_proc_root + "/meminfo");
+    const auto text = platform::read_record_file(m_proc_root + "/meminfo");
     const bool parsed = parse_machine_ram(text.value_or(""), ram);
     m_total = ram.total;
     if (!parsed)

@@ -65,7 +65,7 @@ std::uint32_t take_drops(const DropChain& chain)
 
 bool read_cpu_idle_time(unsigned long long& idle, const std::string& proc_root)
 {
-    const auto text = nyx_utils::read_record_file(proc_root + "/stat");
+    const auto text = platform::read_record_file(proc_root + "/stat");
     const auto ticks = text ? parse_idle_ticks(*text) : std::nullopt;
     if (ticks)
         idle = *ticks;

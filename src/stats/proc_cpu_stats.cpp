@@ -58,7 +58,7 @@ void ProcCpuStats::read_proc_cpu_stats()
 {
     m_cpu_usage = 0.0;
     const auto path = proc_path(m_proc_root, m_pid, "stat");
-    const auto text = nyx_utils::read_record_file(path);
+    const auto text = platform::read_record_file(path);
     if (!text) {
         logger().warning("read_proc_cpu_stats: Failed to read file ", path);
         return;
@@ -97,7 +97,7 @@ void ProcCpuStats::calc_cpu_usage()
 void ProcCpuStats::read_total_cpu_stats(const std::string& proc_root)
 {
     m_num_of_cores = 0;
-    const auto text = nyx_utils::read_record_file(proc_root + "/stat");
+    const auto text = platform::read_record_file(proc_root + "/stat");
     if (!text) {
         logger().warning("read_total_cpu_stats: Failed to read ", proc_root, "/stat file");
         return;

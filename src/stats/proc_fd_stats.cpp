@@ -52,7 +52,7 @@ void ProcFdStats::calculate_fd_count()
 
 void ProcFdStats::calculate_fd_limit()
 {
-    const auto text = nyx_utils::read_record_file(proc_path(m_proc_root, m_pid, "limits"));
+    const auto text = platform::read_record_file(proc_path(m_proc_root, m_pid, "limits"));
     const auto limit = text ? parse_fd_limit(*text) : std::nullopt;
     if (!limit)
         logger().warning("calculate_fd_limit: failed to read FD limit of process ", m_pid);
@@ -81,7 +81,7 @@ void ProcFdStats::update_system_fd_stats(const std::string& proc_root)
 {
     m_allocated_fds = 0;
     m_maximum_fds = 0;
-    const auto text = nyx_utils::read_record_file(proc_root + "/sys/fs/file-nr");
+    const auto text = platform::read_record_file(proc_root + "/sys/fs/file-nr");
     const auto numbers = text ? parse_file_numbers(*text) : std::nullopt;
     if (!numbers) {
         logger().warning("update_system_fd_stats: failed to read system file descriptors usage");

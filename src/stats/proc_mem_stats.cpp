@@ -31,7 +31,7 @@ void ProcMemStats::read_system_ram(const std::string& proc_root)
     m_total_ram_kb = 0;
     m_available_ram_kb = 0;
     const auto path = proc_root + "/meminfo";
-    const auto text = nyx_utils::read_record_file(path);
+    const auto text = platform::read_record_file(path);
     if (!text) {
         logger().warning("read_system_ram: failed to read ", path);
         return;
@@ -52,7 +52,7 @@ void ProcMemStats::read_system_ram(const std::string& proc_root)
 void ProcMemStats::calculate_ram_usage()
 {
     m_ram_usage = 0.0;
-    const auto text = nyx_utils::read_record_file(m_status_path);
+    const auto text = platform::read_record_file(m_status_path);
     if (!text) {
         logger().warning("calculate_ram_usage: failed to read RAM usage for PID ", m_pid);
         return;

@@ -1,15 +1,15 @@
 #include "stats/proc_parsers.h"
 
-#include "platform/file/text_file.h"
+#include "text/words.h"
 #include "utils/stat_line.h"
 
 #include <algorithm>
 #include <charconv>
 #include <limits>
 
-using nyx_utils::next_line;
-using nyx_utils::next_number;
-using nyx_utils::next_word;
+using text::next_line;
+using text::next_number;
+using text::next_word;
 
 namespace {
 

@@ -5,13 +5,13 @@
 
 #include <string>
 
-namespace nyx {
+namespace text {
 
 /// `address` in dotted-quad form.
-inline std::string to_text(const in_addr& address)
+inline std::string dotted_quad(const in_addr& address)
 {
     char text[INET_ADDRSTRLEN];
     return ::inet_ntop(AF_INET, &address, text, sizeof text);
 }
 
-} // namespace nyx
+} // namespace text

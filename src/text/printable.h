@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace nyx_utils {
+namespace text {
 
 /// `text` with every byte that is no printable ASCII character as "?", cut to
 /// `longest` bytes: no name of a process or an interface can move a cursor or
@@ -19,4 +19,4 @@ inline std::string printable(std::string_view text, std::size_t longest = std::s
     return shown;
 }
 
-} // namespace nyx_utils
+} // namespace text

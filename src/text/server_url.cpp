@@ -1,6 +1,6 @@
 #include "text/server_url.h"
 
-namespace nyx {
+namespace text {
 
 std::optional<ServerUrl> split_server_url(const std::string& url)
 {
@@ -15,4 +15,4 @@ std::optional<ServerUrl> split_server_url(const std::string& url)
     return ServerUrl{url.substr(0, colon), rest.substr(0, last_colon), rest.substr(last_colon + 1)};
 }
 
-} // namespace nyx
+} // namespace text

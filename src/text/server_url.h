@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace nyx {
+namespace text {
 
 struct ServerUrl {
     std::string scheme; ///< before the first ":"
@@ -18,4 +18,4 @@ struct ServerUrl {
 /// it is refused as malformed. Pure.
 std::optional<ServerUrl> split_server_url(const std::string& url);
 
-} // namespace nyx
+} // namespace text

@@ -1,6 +1,7 @@
 #include "utils/builtin_commands.h"
 
 #include "platform/file/text_file.h"
+#include "text/words.h"
 
 #include <algorithm>
 
@@ -52,7 +53,7 @@ std::optional<pid_t> parse_list_children(std::string_view command)
     if (!remove_prefix(command, program) || !remove_prefix(command, "-P ") ||
         !remove_suffix(command, " -l") || command.starts_with('0') || command.starts_with('-'))
         return std::nullopt;
-    return to_number<pid_t>(command);
+    return text::to_number<pid_t>(command);
 }
 
 std::optional<std::string_view> parse_find_by_name(std::string_view command)
@@ -67,12 +68,12 @@ std::string tcp_pages_text(std::string_view sockstat)
 {
     constexpr int column = 11;
     std::string output;
-    while (auto line = next_line(sockstat)) {
+    while (auto line = text::next_line(sockstat)) {
         if (line->find("TCP") == std::string_view::npos)
             continue;
         for (int skipped = 1; skipped < column; ++skipped)
-            next_word(*line);
-        output += next_word(*line);
+            text::next_word(*line);
+        output += text::next_word(*line);
         output += '\n';
     }
     return output;
@@ -119,7 +120,7 @@ CommandResult BuiltinCommands::find_by_name(std::string_view word)
 
 std::optional<CommandResult> BuiltinCommands::print_tcp_pages() const
 {
-    const auto text = read_text_file(m_proc_root + "/net/sockstat");
+    const auto text = platform::read_text_file(m_proc_root + "/net/sockstat");
     if (!text)
         return std::nullopt;
     return CommandResult{0, tcp_pages_text(*text)};

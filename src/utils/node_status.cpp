@@ -22,7 +22,7 @@ Variant or_null(const std::optional<T>& value)
 
 Variant text_or_null(const std::string& text)
 {
-    return text.empty() ? Variant() : Variant(printable(text, longest_status_text));
+    return text.empty() ? Variant() : Variant(text::printable(text, longest_status_text));
 }
 
 std::optional<std::int64_t> number_at(const Variant& tree, const char* key, std::int64_t largest)
@@ -47,7 +47,7 @@ std::string text_at(const Variant& tree, const char* key)
 {
     const auto found = tree.find(key);
     const bool is_text = found != tree.end() && found->is_string();
-    return is_text ? printable(found->get_ref<const std::string&>(), longest_status_text) : "";
+    return is_text ? text::printable(found->get_ref<const std::string&>(), longest_status_text) : "";
 }
 
 } // namespace

@@ -142,7 +142,7 @@ bool Helper::is_valid_ip_address(const std::string& host)
 bool Helper::try_static_resolution(const std::string& host, std::list<in_addr>& addresses,
                                    const std::string& table)
 {
-    const auto text = nyx_utils::read_text_file(table);
+    const auto text = platform::read_text_file(table);
     if (!text)
         return false;
     addresses = parse_static_hosts(*text, host);

@@ -1,6 +1,7 @@
 #include "utils/process_table.h"
 
 #include "platform/file/text_file.h"
+#include "text/words.h"
 #include "utils/stat_line.h"
 
 #include <dirent.h>
@@ -26,7 +27,7 @@ std::optional<std::vector<pid_t>> list_numbers(const std::string& folder)
         return std::nullopt;
     std::vector<pid_t> numbers;
     while (const dirent* entry = ::readdir(stream.get()))
-        if (const auto number = to_number<pid_t>(entry->d_name))
+        if (const auto number = text::to_number<pid_t>(entry->d_name))
             numbers.push_back(*number);
     std::ranges::sort(numbers);
     return numbers;
@@ -144,7 +145,7 @@ std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
     // The clock first: a process that renames itself in between is read again.
     if (::clock_getcpuclockid(pid, &known.clock) == 0)
         known.ran = cpu_time(known.clock);
-    auto text = read_record_file(path_of(pid, "comm"));
+    auto text = platform::read_record_file(path_of(pid, "comm"));
     if (!text || !text->ends_with('\n'))
         return std::nullopt;
     text->pop_back();
@@ -154,7 +155,7 @@ std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
 
 std::optional<ProcessTable::Known> ProcessTable::read_stat(pid_t pid) const
 {
-    const auto text = read_record_file(path_of(pid, "stat"));
+    const auto text = platform::read_record_file(path_of(pid, "stat"));
     const auto line = split_stat_line(text ? std::string_view(*text) : std::string_view());
     const auto parent = line ? line->parent() : std::nullopt;
     if (!parent)
@@ -210,10 +211,10 @@ std::optional<std::vector<pid_t>> ProcessTable::read_children(pid_t pid)
             return std::vector<pid_t>{};
         std::vector<pid_t> children;
         const bool complete = std::ranges::all_of(*threads, [&](pid_t thread) {
-            const auto text =
-                read_text_file(path_of(pid, "task/") + std::to_string(thread) + "/children");
+            const auto text = platform::read_text_file(path_of(pid, "task/") +
+                                                       std::to_string(thread) + "/children");
             std::string_view rest = text ? std::string_view(*text) : std::string_view();
-            while (const auto child = next_number<pid_t>(rest))
+            while (const auto child = text::next_number<pid_t>(rest))
                 children.push_back(*child);
             return text.has_value();
         });

@@ -1,14 +1,14 @@
 #include "utils/stat_line.h"
 
-#include "platform/file/text_file.h"
+#include "text/words.h"
 
 namespace nyx_utils {
 
 std::optional<int> StatLine::parent() const
 {
     auto rest = figures;
-    next_word(rest); // the state letter
-    return next_number<int>(rest);
+    text::next_word(rest); // the state letter
+    return text::next_number<int>(rest);
 }
 
 std::optional<StatLine> split_stat_line(std::string_view text)

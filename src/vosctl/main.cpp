@@ -143,7 +143,7 @@ int run(const std::vector<std::string>& arguments)
 
 int main(int argc, char** argv)
 {
-    nyx_utils::open_standard_descriptors();
+    platform::open_standard_descriptors();
     try {
         return run({argv + 1, argv + argc});
     } catch (const std::exception& error) {

@@ -131,7 +131,7 @@ std::optional<int> read_arguments(const std::vector<std::string>& arguments, std
 
 int main(int argc, char** argv)
 {
-    nyx_utils::open_standard_descriptors();
+    platform::open_standard_descriptors();
     try {
         std::string config = "vos.conf";
         if (const auto status = read_arguments({argv + 1, argv + argc}, config))

@@ -6,7 +6,7 @@
 void fuzz_one(std::string_view input)
 {
     const std::string url(input);
-    const auto split = nyx::split_server_url(url);
+    const auto split = text::split_server_url(url);
     REQUIRE(split.has_value() == (url.find("//") != url.npos && url.find(':') != url.npos));
     if (!split)
         return;

@@ -13,7 +13,7 @@
 #include <limits>
 #include <memory>
 
-namespace nyx_utils {
+namespace platform {
 
 namespace {
 
@@ -43,18 +43,18 @@ std::optional<std::time_t> parse_certificate_end(std::string_view pem)
     return ::timegm(&end);
 }
 
-std::optional<std::time_t> read_certificate_end(const std::string& path, std::string& failure)
+text::Result<std::time_t> read_certificate_end(const std::string& path)
 {
     auto pem = read_text_file(path);
-    if (!pem || pem->empty()) {
-        failure = pem ? no_certificate : std::strerror(errno);
-        return std::nullopt;
-    }
+    if (!pem)
+        return text::Failure{std::strerror(errno)};
+    if (pem->empty())
+        return text::Failure{no_certificate};
     const auto end = parse_certificate_end(*pem);
     OPENSSL_cleanse(&pem->front(), pem->size()); // the private key lies in the same file
     if (!end)
-        failure = no_certificate;
-    return end;
+        return text::Failure{no_certificate};
+    return *end;
 }
 
-} // namespace nyx_utils
+} // namespace platform

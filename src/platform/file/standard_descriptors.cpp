@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace nyx_utils {
+namespace platform {
 
 void open_standard_descriptors()
 {
@@ -16,4 +16,4 @@ void open_standard_descriptors()
         ::close(fd);
 }
 
-} // namespace nyx_utils
+} // namespace platform

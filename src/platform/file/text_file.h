@@ -1,13 +1,11 @@
-// Reading a whole small text file, and walking over its words.
+// Reading a whole small text file.
 #pragma once
 
-#include <charconv>
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
 
-namespace nyx_utils {
+namespace platform {
 
 /// Files of /proc and the like stay far below; nothing larger is read.
 constexpr std::size_t largest_text_file = 16 * 1024 * 1024;
@@ -22,31 +20,4 @@ std::optional<std::string> read_text_file(const std::string& path);
 /// the read that only tells the end.
 std::optional<std::string> read_record_file(const std::string& path);
 
-/// Takes the next line off the front of `text`, without its line feed. Nothing
-/// at the end.
-std::optional<std::string_view> next_line(std::string_view& text);
-
-/// Takes the next word, a run without blanks and line feeds, off the front of
-/// `text`. Empty at the end.
-std::string_view next_word(std::string_view& text);
-
-/// `word` as a decimal number; nothing when it is none or out of T's range.
-template <typename T>
-std::optional<T> to_number(std::string_view word)
-{
-    T value{};
-    const auto* end = word.data() + word.size();
-    const auto [stop, error] = std::from_chars(word.data(), end, value);
-    if (error != std::errc() || stop != end)
-        return std::nullopt;
-    return value;
-}
-
-/// Takes the next word off `text` and reads it as a number.
-template <typename T>
-std::optional<T> next_number(std::string_view& text)
-{
-    return to_number<T>(next_word(text));
-}
-
-} // namespace nyx_utils
+} // namespace platform

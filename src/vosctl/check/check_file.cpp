@@ -53,7 +53,7 @@ Findings parse(const std::string& text, libconfig::Config& config)
 
 Findings check_file(const std::string& path)
 {
-    const auto text = nyx_utils::read_text_file(path);
+    const auto text = platform::read_text_file(path);
     if (!text)
         return whole_file(std::string("can not be read: ") + std::strerror(errno));
     libconfig::Config config;

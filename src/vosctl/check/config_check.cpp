@@ -2,9 +2,9 @@
 
 #include "config/setting_copy.h"
 #include "config/source_text.h"
-#include "platform/file/text_file.h"
 #include "platform/variant/variant.h"
 #include "text/server_url.h"
+#include "text/words.h"
 
 #include <algorithm>
 #include <exception>
@@ -23,12 +23,12 @@ std::string wrong_type(const Setting& setting, Setting::Type wanted)
 
 const char* url_fault(const std::string& text)
 {
-    const auto url = nyx::split_server_url(text);
+    const auto url = text::split_server_url(text);
     if (!url || url->host.empty() || url->host == url->port)
         return "is no URL of the form scheme://host:port";
     if (url->scheme != "http" && url->scheme != "https")
         return "has a scheme other than https and http";
-    const auto port = nyx_utils::to_number<std::uint16_t>(url->port);
+    const auto port = text::to_number<std::uint16_t>(url->port);
     return port && *port != 0 ? nullptr : "has no port number from 1 to 65535 at its end";
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/file/text_file.h"
 #include "report/health_reporter.h"
+#include "text/words.h"
 #include "utils/nyx_crypto.h"
 
 #include <sys/stat.h>
@@ -93,7 +94,7 @@ void probe_log(const libconfig::Config& config, const char* key, Findings& findi
     const auto path = text_at(config, key);
     if (path.empty())
         return;
-    const auto properties = nyx_utils::read_text_file(path);
+    const auto properties = platform::read_text_file(path);
     if (!properties) {
         findings.push_back({Severity::error, key,
                             "log settings " + path + ": " + std::strerror(errno) +
@@ -121,14 +122,6 @@ void probe_local_report(const libconfig::Config& config, Findings& findings)
                             path + ": " + obstacle + ": there is no local copy"});
 }
 
-std::string_view trimmed(std::string_view text)
-{
-    const auto first = text.find_first_not_of(" \t\r");
-    if (first == std::string_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
-}
-
 } // namespace
 
 Findings probe_files(const libconfig::Config& config)
@@ -146,12 +139,13 @@ std::vector<LogFile> log_files(std::string_view properties)
 {
     constexpr std::string_view prefix = "log4cpp.appender.";
     std::map<std::string, std::string, std::less<>> values;
-    while (auto line = nyx_utils::next_line(properties)) {
+    while (auto line = text::next_line(properties)) {
         *line = line->substr(0, line->find('#'));
         const auto equals = line->find('=');
-        const auto name = trimmed(line->substr(0, equals));
+        const auto name = text::trimmed(line->substr(0, equals));
         if (equals != std::string_view::npos && name.starts_with(prefix))
-            values[std::string(name.substr(prefix.size()))] = trimmed(line->substr(equals + 1));
+            values[std::string(name.substr(prefix.size()))] =
+                text::trimmed(line->substr(equals + 1));
     }
     std::vector<LogFile> files;
     for (const auto& [name, type] : values) {

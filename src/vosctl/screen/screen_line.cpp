@@ -56,7 +56,7 @@ void ScreenLine::add(std::string_view glyph, Colour colour)
 
 ScreenLine& ScreenLine::text(std::string_view text, Colour colour)
 {
-    const auto shown = nyx_utils::printable(text, m_style.width);
+    const auto shown = text::printable(text, m_style.width);
     for (const auto& byte : shown)
         add({&byte, 1}, colour);
     return *this;

@@ -123,7 +123,7 @@ std::string Bundle::file_setting(const char* key) const
 
 std::string read_whole(const std::string& path)
 {
-    const auto text = nyx_utils::read_text_file(path);
+    const auto text = platform::read_text_file(path);
     if (!text)
         throw std::runtime_error(path + ": " + std::strerror(errno));
     return *text;

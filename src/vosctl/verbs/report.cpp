@@ -1,7 +1,7 @@
 #include "common/nyx_configurator.h"
-#include "platform/file/text_file.h"
 #include "platform/logger/log_settings.h"
 #include "report/health_document.h"
+#include "text/words.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/verbs/verbs.h"
 #include "vosctl/verbs/wall_second.h"
@@ -26,7 +26,7 @@ std::optional<seconds> parse_interval(const std::vector<std::string>& arguments)
         return seconds{1};
     if (arguments.size() != 2 || arguments[0] != "--interval")
         return std::nullopt;
-    const auto count = nyx_utils::to_number<unsigned>(arguments[1]);
+    const auto count = text::to_number<unsigned>(arguments[1]);
     if (!count || *count == 0 || *count > longest)
         return std::nullopt;
     return seconds{*count};

@@ -1,7 +1,7 @@
 #include "common/nyx_configurator.h"
-#include "platform/file/text_file.h"
 #include "platform/logger/log_settings.h"
 #include "report/health_document.h"
+#include "text/words.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/screen/terminal.h"
 #include "vosctl/screen/top_screen.h"
@@ -33,7 +33,7 @@ std::optional<unsigned> parse_count(const std::vector<std::string>& arguments)
         return 1;
     if (arguments.size() != 2 || arguments[0] != "-n")
         return std::nullopt;
-    const auto count = nyx_utils::to_number<unsigned>(arguments[1]);
+    const auto count = text::to_number<unsigned>(arguments[1]);
     return count && *count != 0 ? count : std::nullopt;
 }
 

@@ -9,25 +9,25 @@
 
 namespace {
 
-using nyx::ServerUrl;
+using text::ServerUrl;
 
 TEST(ServerUrlTest, is_split_at_the_first_colon_and_the_last)
 {
     const struct {
         const char* url;
-        std::optional<ServerUrl> want;
+        std::optional<text::ServerUrl> want;
     } cases[] = {
-        {"https://zel.example:443", ServerUrl{"https", "zel.example", "443"}},
-        {"https://[::1]:443", ServerUrl{"https", "[::1]", "443"}},
-        {"https://zel.example", ServerUrl{"https", "zel.example", "zel.example"}},
-        {"https://zel.example:", ServerUrl{"https", "zel.example", ""}},
-        {"://", ServerUrl{"", "", ""}},
+        {"https://zel.example:443", text::ServerUrl{"https", "zel.example", "443"}},
+        {"https://[::1]:443", text::ServerUrl{"https", "[::1]", "443"}},
+        {"https://zel.example", text::ServerUrl{"https", "zel.example", "zel.example"}},
+        {"https://zel.example:", text::ServerUrl{"https", "zel.example", ""}},
+        {"://", text::ServerUrl{"", "", ""}},
         {"", {}},
         {"zel.example:443", {}},
         {"//zel.example", {}},
     };
     for (const auto& row : cases)
-        EXPECT_EQ(nyx::split_server_url(row.url), row.want) << row.url;
+        EXPECT_EQ(text::split_server_url(row.url), row.want) << row.url;
 }
 
 TEST(ZelRequestTest, signature_and_arguments_make_the_query)

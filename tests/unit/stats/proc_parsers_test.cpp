@@ -11,7 +11,7 @@ constexpr auto none = std::nullopt;
 
 std::string captured(const std::string& file)
 {
-    return nyx_utils::read_text_file(captured_proc + "/" + file).value();
+    return platform::read_text_file(captured_proc + "/" + file).value();
 }
 
 template <typename Want>

@@ -2,6 +2,7 @@
 #include "platform/file/text_file.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
+#include "text/words.h"
 #include "utils/command_runner.h"
 #include "utils/nyx_helper.h"
 
@@ -76,17 +77,17 @@ TEST(Helper, identity_comes_from_the_configuration)
 TEST(TextFile, words_lines_and_numbers)
 {
     std::string_view text = "  a\tbb \nlast";
-    EXPECT_EQ(nyx_utils::next_word(text), "a");
-    EXPECT_EQ(nyx_utils::next_line(text), "\tbb ");
-    EXPECT_EQ(nyx_utils::next_line(text), "last");
-    EXPECT_EQ(nyx_utils::next_line(text), std::nullopt);
-    EXPECT_EQ(nyx_utils::next_word(text), "");
-    EXPECT_EQ(nyx_utils::to_number<std::uint64_t>("18446744073709551615"), ~std::uint64_t{0});
+    EXPECT_EQ(text::next_word(text), "a");
+    EXPECT_EQ(text::next_line(text), "\tbb ");
+    EXPECT_EQ(text::next_line(text), "last");
+    EXPECT_EQ(text::next_line(text), std::nullopt);
+    EXPECT_EQ(text::next_word(text), "");
+    EXPECT_EQ(text::to_number<std::uint64_t>("18446744073709551615"), ~std::uint64_t{0});
     for (const char* bad : {"", "-1", "1x", "18446744073709551616", " 1"})
-        EXPECT_EQ(nyx_utils::to_number<std::uint64_t>(bad), std::nullopt) << bad;
-    EXPECT_FALSE(nyx_utils::read_text_file("/nonexistent"));
-    EXPECT_FALSE(nyx_utils::read_text_file("/dev/zero")) << "endless";
-    EXPECT_TRUE(nyx_utils::read_text_file("/proc/self/status")->starts_with("Name:"));
+        EXPECT_EQ(text::to_number<std::uint64_t>(bad), std::nullopt) << bad;
+    EXPECT_FALSE(platform::read_text_file("/nonexistent"));
+    EXPECT_FALSE(platform::read_text_file("/dev/zero")) << "endless";
+    EXPECT_TRUE(platform::read_text_file("/proc/self/status")->starts_with("Name:"));
 }
 
 TEST(RunCommand, results)

@@ -36,7 +36,7 @@ protected:
     }
     std::string fixture(const std::string& name) const
     {
-        const auto text = *nyx_utils::read_text_file(VOS_FIXTURES "/conf/" + name);
+        const auto text = *platform::read_text_file(VOS_FIXTURES "/conf/" + name);
         return std::regex_replace(text, std::regex("@"), m_folder.path());
     }
     /// The findings of `text`, a line each, without the file's name.
