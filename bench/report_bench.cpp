@@ -6,13 +6,13 @@
 // "children" CPU of the commands that it ran.
 #include "common/nyx_logging.h"
 #include "floor.h"
+#include "platform/process/builtin_commands.h"
 #include "platform/shared_memory/shared_object.h"
 #include "report/health_reporter.h"
 #include "stats/machine_cpu_stats.h"
 #include "stats/proc_cpu_stats.h"
 #include "stats/proc_fd_stats.h"
 #include "stats/proc_mem_stats.h"
-#include "utils/builtin_commands.h"
 #include "utils/dual_nyx_helper.h"
 
 #include <benchmark/benchmark.h>
@@ -49,7 +49,7 @@ std::string setting(nyx::AConfigurator& conf, const char* key)
 /// The processes below the parent that a report has entries of.
 std::vector<std::pair<int, std::string>> discover()
 {
-    const nyx_utils::SharedProcessPass pass;
+    const platform::SharedProcessPass pass;
     std::vector<std::pair<int, std::string>> found;
     Process::get_running_processes(::getppid(), "watchdog", found);
     Process::get_running_services({"pluto", "bird", "keepalived"}, found);

@@ -13,15 +13,14 @@ PARSERS = {
     "dns_answer": (["dns/message.cpp"], ""),
     "hosts_file": (["net/nyx_persistent_hosts.cpp", "utils/nyx_helper.cpp", "net/ns_manager.cpp"],
                    "parse_|format_|names_a_server"),
-    "proc_text": (["stats/proc_parsers.cpp", "stats/interface_stats.cpp",
-                   "stats/machine_ram_info.cpp", "platform/memprof/startup_pages.cpp",
-                   "platform/memprof/memprof.cpp", "platform/file/text_file.cpp"],
-                  "parse_|read_numbers|read_parameter|next_|CpuTimes|saturate|proc_parsers"),
+    "proc_text": ([f"procfs/{name}.cpp" for name in
+                   ("file_nr", "meminfo", "net_dev", "net_sockstat", "pid_children", "pid_limits",
+                    "pid_maps", "pid_stat", "pid_status", "stat")] + ["text/words.cpp"], ""),
     "server_url": (["text/server_url.cpp", "net/zel_request.cpp"], "split_|build_"),
     "control_record": (["platform/ipc/ipc_record.cpp"], ""),
-    "config_text": ([f"common/{name}.cpp" for name in
-                     ("nyx_config_text", "nyx_config_list_iterator", "config_copy", "config_merge",
-                      "config_merge_lists", "port_ranges")], ""),
+    "config_text": (["common/configurator_print.cpp", "common/config_list_iterator.cpp",
+                     "config/setting_copy.cpp", "config/tree_merge.cpp",
+                     "config/sequence_merge.cpp", "config/port_ranges.cpp"], ""),
 }
 LIMITS = ["-max_len=4096", "-timeout=5", "-rss_limit_mb=2048", "-print_final_stats=1", "-verbosity=1"]
 ASAN = "quarantine_size_mb=16:detect_leaks=1"

@@ -10,8 +10,8 @@
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
+#include "platform/process/program_runner.h"
 #include "platform/shared_memory/shared_object.h"
-#include "utils/command_runner.h"
 #include "utils/dual_nyx_helper.h"
 
 #include <event2/event.h>
@@ -98,7 +98,7 @@ void start_keep_alive()
     auto* const keep_alive = nyx::KeepAlive::instance();
     keep_alive->init(0, program_name, program_name);
     // Finding the processes of a large machine takes seconds, a command each.
-    nyx_utils::set_between_commands([keep_alive] { keep_alive->send_when_due(); });
+    platform::set_between_commands([keep_alive] { keep_alive->send_when_due(); });
 }
 
 bool check_identity(std::string& vos_id)

@@ -6,39 +6,12 @@
 
 #include <utility>
 
-using text::next_number;
-using text::next_word;
-
 namespace {
 
 SupLogger& logger()
 {
     static SupLogger& instance = SupLogger::get_instance("InterfaceStats");
     return instance;
-}
-
-bool read_numbers(std::string_view& text, std::initializer_list<std::uint64_t*> values)
-{
-    for (auto* value : values) {
-        const auto number = next_number<std::uint64_t>(text);
-        if (!number)
-            return false;
-        *value = *number;
-    }
-    return true;
-}
-
-const char* fault_text(InterfaceLineFault fault)
-{
-    switch (fault) {
-    case InterfaceLineFault::name:
-        return "Failed parsing interface name in line: ";
-    case InterfaceLineFault::rx:
-        return "Failed parsing rx info in line: ";
-    case InterfaceLineFault::tx:
-        break;
-    }
-    return "Failed parsing tx info in line: ";
 }
 
 } // namespace
@@ -78,23 +51,6 @@ libvariant::Variant InterfaceStats::collect_interface_rates(const InterfaceStats
             {"tx_bps", rate(&InterfaceStats::tx_bytes)},
             {"rx_pps", rate(&InterfaceStats::rx_packets)},
             {"tx_pps", rate(&InterfaceStats::tx_packets)}};
-}
-
-std::variant<InterfaceStats, InterfaceLineFault> parse_interface_line(std::string_view line)
-{
-    InterfaceStats stats;
-    const auto label = next_word(line);
-    stats.name = label.substr(0, label.find(':'));
-    if (stats.name.empty())
-        return InterfaceLineFault::name;
-    if (!read_numbers(line,
-                      {&stats.rx_bytes, &stats.rx_packets, &stats.rx_errors, &stats.rx_drops}))
-        return InterfaceLineFault::rx;
-    std::uint64_t unreported{}; // fifo, frame, compressed, multicast
-    if (!read_numbers(line, {&unreported, &unreported, &unreported, &unreported, &stats.tx_bytes,
-                             &stats.tx_packets, &stats.tx_errors, &stats.tx_drops}))
-        return InterfaceLineFault::tx;
-    return stats;
 }
 
 InterfaceStatsReport::InterfaceStatsReport(std::string proc_root)
@@ -147,13 +103,13 @@ bool InterfaceStatsReport::init_interace_data_from_line(std::string_view line)
         logger().debug("line is empty, skipping it");
         return true;
     }
-    auto parsed = parse_interface_line(line);
-    if (const auto* fault = std::get_if<InterfaceLineFault>(&parsed)) {
-        logger().error(fault_text(*fault), line);
+    auto counters = procfs::parse_interface_line(line);
+    if (!counters) {
+        logger().error("Failed parsing ", counters.reason(), " in line: ", line);
         return false;
     }
-    auto& stats = std::get<InterfaceStats>(parsed);
-    const auto name = stats.name;
-    m_interfaces.try_emplace(name, std::move(stats)); // the first of a name stays
+    const auto name = counters->name;
+    m_interfaces.try_emplace(name,
+                             InterfaceStats{std::move(*counters)}); // the first of a name stays
     return true;
 }

@@ -2,33 +2,21 @@
 #pragma once
 
 #include "platform/variant/variant.h"
+#include "procfs/net_dev.h"
 
 #include <cstdint>
 #include <ctime>
 #include <map>
 #include <string>
 #include <string_view>
-#include <variant>
 
 /// The low 32 bits of `current` - `previous`, signed. Rates are made from this
 /// on purpose: a counter that was reset, and one that grew by 2 GiB and more,
 /// show as negative or small, never as an absurd peak.
 std::int32_t wrapping_delta32(std::uint64_t current, std::uint64_t previous);
 
-/// One interface. Counters are cumulative since it came up.
-struct InterfaceStats {
-    std::string name; ///< without the colon
-    std::uint64_t rx_bytes{};
-    std::uint64_t rx_packets{};
-    std::uint64_t rx_errors{};
-    std::uint64_t rx_drops{};
-    std::uint64_t tx_bytes{};
-    std::uint64_t tx_packets{};
-    std::uint64_t tx_errors{};
-    std::uint64_t tx_drops{};
-
-    bool operator==(const InterfaceStats&) const = default;
-
+/// One interface at one reading.
+struct InterfaceStats : procfs::InterfaceCounters {
     /// A map: "counters" and "rates". `previous` is the reading at
     /// `last_report_time`, null when there is none; times in seconds.
     libvariant::Variant collect_interface_report(const InterfaceStats* previous,
@@ -43,12 +31,6 @@ struct InterfaceStats {
                                                 std::time_t last_report_time,
                                                 std::time_t now) const;
 };
-
-/// Which piece of a line could not be read.
-enum class InterfaceLineFault { name, rx, tx };
-
-/// One line of /proc/net/dev after its two headers. Pure.
-std::variant<InterfaceStats, InterfaceLineFault> parse_interface_line(std::string_view line);
 
 /// Keeps the last reading, so that rates can be told. Loop thread only.
 class InterfaceStatsReport {

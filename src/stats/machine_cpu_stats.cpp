@@ -3,7 +3,7 @@
 #include "common/nyx_configurator.h"
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
-#include "stats/proc_parsers.h"
+#include "procfs/stat.h"
 
 #include <unistd.h>
 
@@ -22,7 +22,7 @@ namespace {
 constexpr std::int64_t sampling_period_ms = 1000;
 constexpr int largest_int = std::numeric_limits<int>::max();
 /// user to steal; the guest columns are within user and nice already.
-constexpr std::size_t counted_columns = steal_column + 1;
+constexpr std::size_t counted_columns = procfs::steal_column + 1;
 
 SupLogger& logger()
 {
@@ -98,7 +98,7 @@ void CPUStatSampler::retrive_stats()
         logger().error("retrive_stats: Couldn't open ", path, std::strerror(errno));
         return;
     }
-    const auto times = parse_cpu_times(*text).aggregate;
+    const auto times = procfs::parse_cpu_times(*text).aggregate;
     if (!times)
         return;
     if (times->columns < counted_columns) {
@@ -107,7 +107,7 @@ void CPUStatSampler::retrive_stats()
                        times->columns, " columns in ", path);
         return;
     }
-    add_stats(times->ticks[steal_column], times->sum(counted_columns));
+    add_stats(times->ticks[procfs::steal_column], times->sum(counted_columns));
 }
 
 void CPUStatSampler::add_stats(std::uint64_t steal, std::uint64_t total, const timespec& now)

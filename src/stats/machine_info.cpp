@@ -2,7 +2,7 @@
 
 #include "common/nyx_configurator.h"
 #include "platform/logger/sup_logger.h"
-#include "utils/builtin_commands.h"
+#include "platform/process/builtin_commands.h"
 #include "utils/nyx_helper.h"
 
 #include <limits>
@@ -69,7 +69,7 @@ libvariant::Variant MachineInfo::generate_machine_info_report()
 
 void MachineInfo::print_process_cpu_and_ram() const
 {
-    const long bytes = tcp_memory_bytes(nyx::Helper::run_cmd(nyx_utils::tcp_pages_command));
+    const long bytes = tcp_memory_bytes(nyx::Helper::run_cmd(platform::tcp_pages_command));
     logger().info("print_process_cpu_and_ram: TCP memory consumption is : ", bytes, " bytes");
 }
 

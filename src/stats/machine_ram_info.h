@@ -4,23 +4,8 @@
 #include "platform/variant/variant.h"
 
 #include <string>
-#include <string_view>
 
 namespace nyx_monitor {
-
-/// Figures of /proc/meminfo in kB.
-struct MachineRam {
-    double total{};    ///< "MemTotal:"
-    double not_used{}; ///< "MemFree:", "Cached:" and "Buffers:" together
-};
-
-/// Takes the next word off `text` and converts it. False, with `value` 0, when
-/// it is no number. Pure.
-bool read_parameter(std::string_view& text, double& value);
-
-/// Reads /proc/meminfo's text into `ram`; what it lacks stays. False when one
-/// of the figures is no number. Pure.
-bool parse_machine_ram(std::string_view text, MachineRam& ram);
 
 /// Loop thread only.
 class MachineRamInfo {

@@ -2,8 +2,8 @@
 
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
-#include "stats/proc_parsers.h"
-#include "utils/command_runner.h"
+#include "procfs/stat.h"
+#include "utils/commands.h"
 #include "utils/nyx_helper.h"
 #include "utils/nyx_status_data.h"
 
@@ -47,7 +47,7 @@ std::uint32_t read_and_zero(const DropChain& chain)
     const auto count = drop_count(printed);
     // Not by system(): it waits for ever, and a hung firewall lock would stop
     // the loop.
-    constexpr auto collect = nyx_utils::CommandOutput::standard_output;
+    constexpr auto collect = platform::CommandOutput::standard_output;
     if (nyx_utils::run_command(chain.zero_command, collect).exit_code != 0)
         logger().warning("An error occurred while running:", chain.zero_command);
     return count;
@@ -66,7 +66,7 @@ std::uint32_t take_drops(const DropChain& chain)
 bool read_cpu_idle_time(unsigned long long& idle, const std::string& proc_root)
 {
     const auto text = platform::read_record_file(proc_root + "/stat");
-    const auto ticks = text ? parse_idle_ticks(*text) : std::nullopt;
+    const auto ticks = text ? procfs::parse_idle_ticks(*text) : std::nullopt;
     if (ticks)
         idle = *ticks;
     return ticks.has_value();

@@ -1,8 +1,9 @@
 #include "stats/proc_cpu_stats.h"
 
 #include "platform/file/text_file.h"
-#include "stats/proc_parsers.h"
-#include "stats/proc_path.h"
+#include "procfs/path.h"
+#include "procfs/pid_stat.h"
+#include "procfs/stat.h"
 
 #include <iomanip>
 #include <utility>
@@ -21,15 +22,15 @@ SupLogger& logger()
     return instance;
 }
 
-void trace_cpu_times(const MachineCpuTimes& machine)
+void trace_cpu_times(const procfs::MachineCpuTimes& machine)
 {
     if (!logger().is_trace_enabled())
         return;
     if (machine.aggregate) {
         logger().trace("read_total_cpu_stats: CPU stats: ");
         for (std::size_t i = 0; i < machine.aggregate->columns; ++i)
-            logger().trace("read_total_cpu_stats: total cpu stats for type '", cpu_columns[i],
-                           "': ", machine.aggregate->ticks[i]);
+            logger().trace("read_total_cpu_stats: total cpu stats for type '",
+                           procfs::cpu_columns[i], "': ", machine.aggregate->ticks[i]);
     }
     for (std::int32_t id = 0; id < machine.cores; ++id)
         logger().trace("read_total_cpu_stats: read cpu id ", id);
@@ -57,13 +58,13 @@ void ProcCpuStats::reset(int pid)
 void ProcCpuStats::read_proc_cpu_stats()
 {
     m_cpu_usage = 0.0;
-    const auto path = proc_path(m_proc_root, m_pid, "stat");
+    const auto path = procfs::path_of(m_proc_root, m_pid, "stat");
     const auto text = platform::read_record_file(path);
     if (!text) {
         logger().warning("read_proc_cpu_stats: Failed to read file ", path);
         return;
     }
-    const auto ticks = parse_process_ticks(*text);
+    const auto ticks = procfs::parse_process_ticks(*text);
     if (!ticks) {
         logger().warning("read_proc_cpu_stats: Failed to parse file ", path);
         return;
@@ -102,18 +103,18 @@ void ProcCpuStats::read_total_cpu_stats(const std::string& proc_root)
         logger().warning("read_total_cpu_stats: Failed to read ", proc_root, "/stat file");
         return;
     }
-    const auto machine = parse_cpu_times(*text);
+    const auto machine = procfs::parse_cpu_times(*text);
     m_num_of_cores = machine.cores;
     trace_cpu_times(machine);
-    const auto times = machine.aggregate.value_or(CpuTimes{});
-    if (machine.aggregate && times.columns < cpu_columns.size())
+    const auto times = machine.aggregate.value_or(procfs::CpuTimes{});
+    if (machine.aggregate && times.columns < procfs::cpu_columns.size())
         logger().warning("read_total_cpu_stats: failed to read CPU stats for '",
-                         cpu_columns[times.columns], "'");
+                         procfs::cpu_columns[times.columns], "'");
     // The kernel counts the two guest columns within user and nice already;
     // the total has them twice all the same.
-    const auto total = times.sum(cpu_columns.size());
+    const auto total = times.sum(procfs::cpu_columns.size());
     m_total_ticks.shift(total);
-    m_idle_ticks.shift(times.ticks[idle_column]);
+    m_idle_ticks.shift(times.ticks[procfs::idle_column]);
     logger().debug("read_total_cpu_stats: total CPU ticks: ", total,
                    ", num of cores: ", m_num_of_cores);
 }

@@ -1,8 +1,9 @@
 #include "stats/proc_fd_stats.h"
 
 #include "platform/file/text_file.h"
-#include "stats/proc_parsers.h"
-#include "stats/proc_path.h"
+#include "procfs/file_nr.h"
+#include "procfs/path.h"
+#include "procfs/pid_limits.h"
 
 #include <dirent.h>
 
@@ -40,7 +41,7 @@ void ProcFdStats::calculate_fd_count()
 {
     m_fd_count = 0;
     const std::unique_ptr<DIR, CloseFolder> folder(
-        ::opendir(proc_path(m_proc_root, m_pid, "fd").c_str()));
+        ::opendir(procfs::path_of(m_proc_root, m_pid, "fd").c_str()));
     if (!folder) {
         logger().warning("calculate_fd_count: Failed to calculate FDs for process ", m_pid);
         return;
@@ -52,8 +53,8 @@ void ProcFdStats::calculate_fd_count()
 
 void ProcFdStats::calculate_fd_limit()
 {
-    const auto text = platform::read_record_file(proc_path(m_proc_root, m_pid, "limits"));
-    const auto limit = text ? parse_fd_limit(*text) : std::nullopt;
+    const auto text = platform::read_record_file(procfs::path_of(m_proc_root, m_pid, "limits"));
+    const auto limit = text ? procfs::parse_fd_limit(*text) : std::nullopt;
     if (!limit)
         logger().warning("calculate_fd_limit: failed to read FD limit of process ", m_pid);
     m_fd_limit = limit.value_or(0);
@@ -82,7 +83,7 @@ void ProcFdStats::update_system_fd_stats(const std::string& proc_root)
     m_allocated_fds = 0;
     m_maximum_fds = 0;
     const auto text = platform::read_record_file(proc_root + "/sys/fs/file-nr");
-    const auto numbers = text ? parse_file_numbers(*text) : std::nullopt;
+    const auto numbers = text ? procfs::parse_file_numbers(*text) : std::nullopt;
     if (!numbers) {
         logger().warning("update_system_fd_stats: failed to read system file descriptors usage");
         m_system_stat.update_counters(0, 0, 0);

@@ -1,8 +1,9 @@
 #include "stats/proc_mem_stats.h"
 
 #include "platform/file/text_file.h"
-#include "stats/proc_parsers.h"
-#include "stats/proc_path.h"
+#include "procfs/meminfo.h"
+#include "procfs/path.h"
+#include "procfs/pid_status.h"
 
 std::int64_t ProcMemStats::m_total_ram_kb{};
 std::int64_t ProcMemStats::m_available_ram_kb{};
@@ -20,7 +21,7 @@ SupLogger& logger()
 } // namespace
 
 ProcMemStats::ProcMemStats(int pid, const std::string& proc_root)
-    : m_status_path(proc_path(proc_root, pid, "status")), m_pid(pid)
+    : m_status_path(procfs::path_of(proc_root, pid, "status")), m_pid(pid)
 {
     read_system_ram(proc_root);
     calculate_ram_usage();
@@ -37,7 +38,7 @@ void ProcMemStats::read_system_ram(const std::string& proc_root)
         return;
     }
     // Both records say bytes though the numbers are kB; log readers know them so.
-    const auto ram = parse_system_ram(*text);
+    const auto ram = procfs::parse_system_ram(*text);
     if (ram.total_kb) {
         m_total_ram_kb = *ram.total_kb;
         logger().debug("read_system_ram: total RAM on machine: ", m_total_ram_kb, " bytes");
@@ -57,7 +58,7 @@ void ProcMemStats::calculate_ram_usage()
         logger().warning("calculate_ram_usage: failed to read RAM usage for PID ", m_pid);
         return;
     }
-    const auto memory = parse_process_memory(*text);
+    const auto memory = procfs::parse_process_memory(*text);
     if (memory.zombie) {
         logger().warning("calculate_ram_usage: process ", m_pid, " is in zombie state");
         return;

@@ -1,7 +1,7 @@
 #include "stats/proc_stats_manager.h"
 
 #include "platform/logger/sup_logger.h"
-#include "utils/builtin_commands.h"
+#include "platform/process/builtin_commands.h"
 
 #include <iterator>
 
@@ -15,7 +15,7 @@ SupLogger& logger()
 
 std::vector<std::pair<int, std::string>> discover(int root_pid)
 {
-    const nyx_utils::SharedProcessPass pass;
+    const platform::SharedProcessPass pass;
     std::vector<std::pair<int, std::string>> found;
     Process::get_running_processes(root_pid, "watchdog", found); // what it found is good enough
     Process::get_running_services({"pluto", "bird", "keepalived"}, found);

@@ -1,7 +1,7 @@
 #include "stats/proc_stats.h"
 
 #include "platform/logger/sup_logger.h"
-#include "stats/proc_parsers.h"
+#include "platform/process/process_line.h"
 #include "utils/nyx_helper.h"
 
 #include <cstdlib>
@@ -34,7 +34,7 @@ std::optional<Found> list_children(int pid)
     }
     Found children;
     for (const auto& line : nyx::Helper::deserialize_strings(output, '\n')) {
-        if (auto child = parse_process_line(line))
+        if (auto child = platform::parse_process_line(line))
             children.push_back(std::move(*child));
         else
             logger().error("get_running_processes: failed to read process name and pid from line: ",

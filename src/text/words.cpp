@@ -31,6 +31,19 @@ std::string_view next_word(std::string_view& text)
     return word;
 }
 
+void skip_words(std::string_view& text, int count)
+{
+    for (int i = 0; i < count; ++i)
+        next_word(text);
+}
+
+std::optional<std::string_view> after_prefix(std::string_view text, std::string_view prefix)
+{
+    if (!text.starts_with(prefix))
+        return std::nullopt;
+    return text.substr(prefix.size());
+}
+
 std::string_view trimmed(std::string_view text)
 {
     const auto first = text.find_first_not_of(" \t\r");

@@ -15,6 +15,12 @@ std::optional<std::string_view> next_line(std::string_view& text);
 /// `text`. Empty at the end.
 std::string_view next_word(std::string_view& text);
 
+/// Takes `count` words off the front of `text`.
+void skip_words(std::string_view& text, int count);
+
+/// What follows `prefix` when `text` begins with it.
+std::optional<std::string_view> after_prefix(std::string_view text, std::string_view prefix);
+
 /// `word` as a decimal number; nothing when it is none or out of T's range.
 template <typename T>
 std::optional<T> to_number(std::string_view word)

@@ -2,7 +2,7 @@
 
 #include "common/nyx_configurator.h"
 #include "platform/file/text_file.h"
-#include "utils/command_runner.h"
+#include "utils/commands.h"
 
 #include <arpa/inet.h>
 #include <strings.h>
@@ -95,12 +95,12 @@ double Helper::calc_usage_percentage(std::uint64_t idle, std::int64_t time, std:
 
 std::string Helper::run_cmd(const std::string& command)
 {
-    return nyx_utils::run_command(command, nyx_utils::CommandOutput::standard_output).output;
+    return nyx_utils::run_command(command, platform::CommandOutput::standard_output).output;
 }
 
 int Helper::run_cmd_stderr(const std::string& command, std::string& output)
 {
-    auto result = nyx_utils::run_command(command, nyx_utils::CommandOutput::with_errors);
+    auto result = nyx_utils::run_command(command, platform::CommandOutput::with_errors);
     output = std::move(result.output);
     return result.exit_code;
 }

@@ -1,10 +1,17 @@
 // A letter that picks the reader, and a text as the kernel's files have it.
 #include "fuzz/target.h"
-#include "platform/memprof/memprof.h"
-#include "platform/memprof/startup_pages.h"
-#include "stats/interface_stats.h"
-#include "stats/machine_ram_info.h"
-#include "stats/proc_parsers.h"
+#include "procfs/file_nr.h"
+#include "procfs/meminfo.h"
+#include "procfs/net_dev.h"
+#include "procfs/net_sockstat.h"
+#include "procfs/pid_children.h"
+#include "procfs/pid_limits.h"
+#include "procfs/pid_maps.h"
+#include "procfs/pid_stat.h"
+#include "procfs/pid_status.h"
+#include "procfs/stat.h"
+
+using namespace procfs;
 
 namespace {
 
@@ -32,9 +39,9 @@ void memory(std::string_view text)
     const auto process = parse_process_memory(text);
     REQUIRE(!process.zombie || !process.rss_kb);
     parse_system_ram(text);
-    nyx_monitor::MachineRam ram;
-    nyx_monitor::parse_machine_ram(text, ram);
-    REQUIRE(parse_memory_lines(std::string(text)).size() <= 2 * text.size());
+    MachineRam ram;
+    parse_machine_ram(text, ram);
+    REQUIRE(parse_memory_lines(text).size() <= 2 * text.size());
 }
 
 } // namespace
@@ -52,11 +59,12 @@ void fuzz_one(std::string_view input)
     case 'm':
         return memory(text);
     case 'i':
-        parse_interface_line(text);
+        (void)parse_interface_line(text);
+        tcp_pages_text(text);
         return;
     case 'p':
         parse_process_ticks(text);
-        parse_process_line(text);
+        parse_children(text);
         return;
     default:
         const auto range = parse_text_range(text);

@@ -1,5 +1,7 @@
 #include "platform/memprof/memprof.h"
 
+#include "procfs/pid_status.h"
+
 #include <malloc.h>
 
 #include <cstring>
@@ -12,27 +14,6 @@ namespace {
 std::size_t baseline_in_use{};
 
 } // namespace
-
-std::string parse_memory_lines(const std::string& status)
-{
-    std::istringstream lines(status);
-    std::string line;
-    std::string found;
-    while (std::getline(lines, line)) {
-        std::istringstream words(line);
-        std::string name;
-        std::string value;
-        std::string unit;
-        if (!(words >> name >> value >> unit))
-            continue;
-        if (name != "VmRSS:" && name != "VmHWM:" && name != "VmSwap:")
-            continue;
-        name.pop_back();
-        found.append(found.empty() ? "" : ", ").append(name).append(" ");
-        found.append(value).append(" ").append(unit);
-    }
-    return found;
-}
 
 void mp_enable()
 {
@@ -50,7 +31,7 @@ char* mp_output()
              << static_cast<long long>(heap.uordblks) - static_cast<long long>(baseline_in_use)
              << " since start), heap free " << heap.fordblks << " bytes, heap size " << heap.arena
              << " bytes, mapped " << heap.hblkhd << " bytes in " << heap.hblks
-             << " blocks; process " << parse_memory_lines(status.str());
+             << " blocks; process " << procfs::parse_memory_lines(status.str());
         return ::strdup(text.str().c_str());
     } catch (const std::exception&) {
         return nullptr;

@@ -7,20 +7,6 @@
 
 namespace {
 
-TEST(InterfaceLine, parses_or_names_the_broken_piece)
-{
-    using Fault = InterfaceLineFault;
-    EXPECT_EQ(std::get<InterfaceStats>(parse_interface_line("  a: 1 2 3 4 5 6 7 8 9 10 11 12 13")),
-              (InterfaceStats{"a", 1, 2, 3, 4, 9, 10, 11, 12}));
-    const std::pair<Fault, std::vector<const char*>> broken[] = {
-        {Fault::tx, {"a: 1 2 3 4 5 6 7 8 9 10 11", "a: 1 2 3 4 5 x 7 8 9 10 11 12"}},
-        {Fault::rx, {"a:", "a: 1 2 -3 4 5 6 7 8 9 10 11 12", "a: 18446744073709551616 2 3 4"}},
-        {Fault::name, {":", "   "}}};
-    for (const auto& [fault, lines] : broken)
-        for (const auto* line : lines)
-            EXPECT_EQ(std::get<Fault>(parse_interface_line(line)), fault) << line;
-}
-
 TEST(InterfaceRates, come_from_a_wrapping_difference)
 {
     constexpr std::uint64_t two_32 = 1ULL << 32;

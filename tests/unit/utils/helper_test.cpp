@@ -1,9 +1,9 @@
 #include "common/nyx_configurator.h"
 #include "platform/file/text_file.h"
+#include "platform/process/program_runner.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 #include "text/words.h"
-#include "utils/command_runner.h"
 #include "utils/nyx_helper.h"
 
 #include <arpa/inet.h>
@@ -119,14 +119,14 @@ TEST(RunCommand, what_runs_too_long_or_says_too_much_is_killed)
     const auto start = std::chrono::steady_clock::now();
     auto last_call = start;
     std::chrono::steady_clock::duration longest_pause{};
-    nyx_utils::set_between_commands([&] {
+    platform::set_between_commands([&] {
         const auto before = std::exchange(last_call, std::chrono::steady_clock::now());
         longest_pause = std::max(longest_pause, last_call - before);
     });
     EXPECT_EQ(Helper::run_cmd_stderr("sleep 60 & echo started; exec sleep 60", output), 128 + 9);
     EXPECT_EQ(output, "started\n");
     EXPECT_EQ(Helper::run_cmd_stderr("exec cat /dev/zero", output), 128 + 9);
-    nyx_utils::set_between_commands(nullptr);
+    platform::set_between_commands(nullptr);
     EXPECT_LT(longest_pause, std::chrono::seconds(1)) << "heartbeats go on meanwhile";
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9));
     EXPECT_EQ(log.count("run_command: killed"), 2);

@@ -1,8 +1,8 @@
-#include "utils/stat_line.h"
+#include "procfs/pid_stat.h"
 
 #include "text/words.h"
 
-namespace nyx_utils {
+namespace procfs {
 
 std::optional<int> StatLine::parent() const
 {
@@ -22,4 +22,19 @@ std::optional<StatLine> split_stat_line(std::string_view text)
     return StatLine{text.substr(open + 1, close - open - 1), text.substr(close + 1)};
 }
 
-} // namespace nyx_utils
+std::optional<ProcessTicks> parse_process_ticks(std::string_view text)
+{
+    const auto line = split_stat_line(text);
+    if (!line)
+        return std::nullopt;
+    text = line->figures;
+    constexpr int words_between_name_and_times = 11;
+    text::skip_words(text, words_between_name_and_times);
+    const auto user = text::next_number<std::uint64_t>(text);
+    const auto kernel = text::next_number<std::uint64_t>(text);
+    if (!user || !kernel)
+        return std::nullopt;
+    return ProcessTicks{*user, *kernel};
+}
+
+} // namespace procfs

@@ -1,7 +1,7 @@
-#include "common/nyx_configurator.h"
+#include "platform/process/builtin_commands.h"
+
+#include "platform/process/program_runner.h"
 #include "support/temp_folder.h"
-#include "utils/builtin_commands.h"
-#include "utils/stat_line.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -13,7 +13,7 @@
 #include <functional>
 #include <thread>
 
-using namespace nyx_utils;
+using namespace platform;
 
 namespace {
 
@@ -81,7 +81,7 @@ void spawn_all_kinds(int depth)
 /// Compares what `all` say of `pid` and all below it with the program; counts what is left to it.
 void compare_tree(std::vector<BuiltinCommands>& all, pid_t pid, std::vector<int>& left)
 {
-    const auto program = run_command(children_of(pid), CommandOutput::with_errors);
+    const auto program = run_program(children_of(pid), CommandOutput::with_errors);
     for (std::size_t i = 0; i < all.size(); ++i) {
         const auto builtin = all[i].answer(children_of(pid));
         EXPECT_EQ(told(builtin ? builtin : program), told(program)) << i;
@@ -105,14 +105,14 @@ TEST(BuiltinCommands, answer_as_the_program_does)
     EXPECT_EQ(left, (std::vector{4, 4})) << "how odd names are written depends on the locale";
     for (const char* word : {"vosT", "vosT-deep", "T-th", "15-characters-x", "vosT-no-such"}) {
         const auto command = std::string("/usr/bin/pgrep ") + word;
-        const auto program = told(run_command(command, CommandOutput::with_errors));
+        const auto program = told(run_program(command, CommandOutput::with_errors));
         EXPECT_EQ(told(all[0].answer(command)), program) << command;
         EXPECT_EQ(told(all[1].answer(command)), program) << command;
     }
     end(root);
     EXPECT_EQ(told(all[0].answer(children_of(root))), "1:");
     EXPECT_EQ(told(all[0].answer(tcp_pages_command)),
-              told(run_command(tcp_pages_command, CommandOutput::with_errors)));
+              told(run_program(tcp_pages_command, CommandOutput::with_errors)));
 }
 
 TEST(BuiltinCommands, children_that_come_and_go_hide_none_that_stays)
@@ -161,29 +161,6 @@ TEST(BuiltinCommands, only_plain_commands_are_taken)
                              "^bird", "a b", "bird;id", "exactly15chars_x", "b\xc3\xa9"})
         EXPECT_EQ(told(BuiltinCommands().answer(std::string("/usr/bin/pgrep ") + rest)),
                   "run the program");
-    EXPECT_EQ(tcp_pages_text("TCP: 2 3 4 5 6 7 8 9 10 77 12\nUDP: 2\nTCP6: x\nTCP"), "77\n\n\n");
-}
-
-TEST(BuiltinCommands, the_configuration_switches_them_and_a_reload_counts)
-{
-    const TempFolder folder;
-    const auto own = children_of(::getpid()); // the program alone sees its shell
-    const auto path = folder.write("vos.conf", "Monitoring = { builtin_commands = true; };");
-    nyx::AConfigurator conf(path.c_str(), false);
-    nyx::TheConfigurator::set_configurator(&conf);
-    EXPECT_EQ(run_command(own, CommandOutput::with_errors).exit_code, 1);
-    folder.write("vos.conf", "");
-    conf.reload_configuration();
-    EXPECT_EQ(run_command(own, CommandOutput::with_errors).exit_code, 0);
-    nyx::TheConfigurator::set_configurator(nullptr);
-}
-
-TEST(StatLine, takes_name_and_parent_or_nothing)
-{
-    EXPECT_EQ(split_stat_line("7 (a) b (c)\n) Z 12 7")->name, "a) b (c)\n");
-    EXPECT_EQ(split_stat_line("7 (a) b (c)\n) Z 12 7")->parent(), 12);
-    EXPECT_FALSE(split_stat_line("7 (x) S 1x")->parent() || split_stat_line("7 (x)")->parent());
-    EXPECT_FALSE(split_stat_line("") || split_stat_line("7 )x( S 1") || split_stat_line("7 (x S"));
 }
 
 } // namespace

@@ -1,9 +1,7 @@
-#include "utils/command_runner.h"
+#include "platform/process/program_runner.h"
 
-#include "common/nyx_configurator.h"
 #include "platform/file/unique_fd.h"
 #include "platform/logger/sup_logger.h"
-#include "utils/builtin_commands.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -20,12 +18,11 @@
 #include <thread>
 #include <utility>
 
-namespace nyx_utils {
+namespace platform {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using platform::UniqueFd;
 
 constexpr std::chrono::seconds time_limit{5};
 constexpr std::size_t output_limit = 16 * 1024 * 1024;
@@ -85,12 +82,6 @@ private:
     posix_spawnattr_t m_attributes{};
 };
 
-void call_hook()
-{
-    if (between_commands)
-        between_commands();
-}
-
 int milliseconds_until(Clock::time_point deadline)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
@@ -104,7 +95,7 @@ bool collect_output(int fd, Clock::time_point deadline, std::string& output)
     std::array<char, 16384> buffer;
     while (true) {
         pollfd source{fd, POLLIN, 0};
-        call_hook();
+        call_between_commands();
         const int left_ms = milliseconds_until(deadline);
         const int ready = ::poll(&source, 1, std::min(left_ms, longest_wait_ms));
         if ((ready < 0 && errno == EINTR) || (ready == 0 && left_ms > longest_wait_ms))
@@ -137,7 +128,7 @@ bool reap(pid_t pid, Clock::time_point deadline, int* status)
         if (Clock::now() >= deadline)
             return false;
         std::this_thread::sleep_for(pause);
-        call_hook();
+        call_between_commands();
     }
 }
 
@@ -153,14 +144,17 @@ int exit_code_of(int status)
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-/// "Monitoring.builtin_commands"; asked each time, so that a reload counts.
-bool builtins_enabled()
+} // namespace
+
+void set_between_commands(std::function<void()> hook)
 {
-    bool enabled = false;
-    if (nyx::TheConfigurator::is_installed())
-        nyx::TheConfigurator::get_configuration().config.lookupValue("Monitoring.builtin_commands",
-                                                                     enabled);
-    return enabled;
+    between_commands = std::move(hook);
+}
+
+void call_between_commands()
+{
+    if (between_commands)
+        between_commands();
 }
 
 CommandResult run_program(const std::string& command, CommandOutput collect)
@@ -192,20 +186,4 @@ CommandResult run_program(const std::string& command, CommandOutput collect)
     return result;
 }
 
-} // namespace
-
-void set_between_commands(std::function<void()> hook)
-{
-    between_commands = std::move(hook);
-}
-
-CommandResult run_command(const std::string& command, CommandOutput collect)
-{
-    call_hook();
-    if (builtins_enabled())
-        if (auto result = builtin_commands().answer(command))
-            return std::move(*result);
-    return run_program(command, collect);
-}
-
-} // namespace nyx_utils
+} // namespace platform

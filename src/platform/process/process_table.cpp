@@ -1,8 +1,10 @@
-#include "utils/process_table.h"
+#include "platform/process/process_table.h"
 
 #include "platform/file/text_file.h"
+#include "procfs/path.h"
+#include "procfs/pid_children.h"
+#include "procfs/pid_stat.h"
 #include "text/words.h"
-#include "utils/stat_line.h"
 
 #include <dirent.h>
 #include <signal.h>
@@ -14,7 +16,7 @@
 #include <cerrno>
 #include <memory>
 
-namespace nyx_utils {
+namespace platform {
 
 namespace {
 
@@ -145,7 +147,7 @@ std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
     // The clock first: a process that renames itself in between is read again.
     if (::clock_getcpuclockid(pid, &known.clock) == 0)
         known.ran = cpu_time(known.clock);
-    auto text = platform::read_record_file(path_of(pid, "comm"));
+    auto text = read_record_file(procfs::path_of(m_proc_root, pid, "comm"));
     if (!text || !text->ends_with('\n'))
         return std::nullopt;
     text->pop_back();
@@ -155,8 +157,8 @@ std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
 
 std::optional<ProcessTable::Known> ProcessTable::read_stat(pid_t pid) const
 {
-    const auto text = platform::read_record_file(path_of(pid, "stat"));
-    const auto line = split_stat_line(text ? std::string_view(*text) : std::string_view());
+    const auto text = read_record_file(procfs::path_of(m_proc_root, pid, "stat"));
+    const auto line = procfs::split_stat_line(text ? std::string_view(*text) : std::string_view());
     const auto parent = line ? line->parent() : std::nullopt;
     if (!parent)
         return std::nullopt;
@@ -188,7 +190,7 @@ std::optional<std::vector<pid_t>> ProcessTable::list_threads(pid_t pid)
     if (known != nullptr && known->single_thread)
         return std::vector{pid};
     constexpr nlink_t links_of_single_thread = 3; // a link each, beside the folder's own two
-    const auto folder_path = path_of(pid, "task");
+    const auto folder_path = procfs::path_of(m_proc_root, pid, "task");
     struct stat folder {};
     if (::stat(folder_path.c_str(), &folder) != 0)
         return std::nullopt;
@@ -211,11 +213,10 @@ std::optional<std::vector<pid_t>> ProcessTable::read_children(pid_t pid)
             return std::vector<pid_t>{};
         std::vector<pid_t> children;
         const bool complete = std::ranges::all_of(*threads, [&](pid_t thread) {
-            const auto text = platform::read_text_file(path_of(pid, "task/") +
-                                                       std::to_string(thread) + "/children");
-            std::string_view rest = text ? std::string_view(*text) : std::string_view();
-            while (const auto child = text::next_number<pid_t>(rest))
-                children.push_back(*child);
+            const auto text = read_text_file(procfs::path_of(m_proc_root, pid, "task/") +
+                                             std::to_string(thread) + "/children");
+            for (const auto child : procfs::parse_children(text.value_or("")))
+                children.push_back(child);
             return text.has_value();
         });
         if (complete && std::ranges::all_of(children, exists)) {
@@ -236,9 +237,4 @@ std::vector<NamedProcess> ProcessTable::children_by_pass(pid_t pid)
     return children;
 }
 
-std::string ProcessTable::path_of(pid_t pid, const char* leaf) const
-{
-    return m_proc_root + "/" + std::to_string(pid) + "/" + leaf;
-}
-
-} // namespace nyx_utils
+} // namespace platform

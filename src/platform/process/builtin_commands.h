@@ -2,14 +2,14 @@
 // does with its builtins.
 #pragma once
 
-#include "utils/command_runner.h"
-#include "utils/process_table.h"
+#include "platform/process/command_result.h"
+#include "platform/process/process_table.h"
 
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace nyx_utils {
+namespace platform {
 
 /// Prints how many pages TCP holds.
 inline constexpr const char* tcp_pages_command =
@@ -25,9 +25,6 @@ std::optional<pid_t> parse_list_children(std::string_view command);
 /// text: options, regular expressions and what is longer than the name of a
 /// process, 15 characters.
 std::optional<std::string_view> parse_find_by_name(std::string_view command);
-
-/// What tcp_pages_command makes of /proc/net/sockstat.
-std::string tcp_pages_text(std::string_view sockstat);
 
 /// Answers commands from `proc_root`. Loop thread only.
 class BuiltinCommands {
@@ -50,7 +47,7 @@ private:
     ProcessTable m_processes;
 };
 
-/// Those that run_command() asks when "Monitoring.builtin_commands" is true.
+/// The one of this process, on /proc.
 BuiltinCommands& builtin_commands();
 
 /// While one lives, builtins see the machine's processes as they were when they
@@ -63,4 +60,4 @@ public:
     ~SharedProcessPass() { builtin_commands().processes().release(); }
 };
 
-} // namespace nyx_utils
+} // namespace platform

@@ -1,11 +1,13 @@
-// The line of /proc/<pid>/stat, taken apart around the command's name.
+// /proc/<pid>/stat: name, parent and ticks of a process. Pure.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
-namespace nyx_utils {
+namespace procfs {
 
+/// The line, taken apart around the command's name.
 struct StatLine {
     std::string_view name;    ///< of the command; may hold blanks, parentheses and line feeds
     std::string_view figures; ///< what follows it, from the state letter on
@@ -17,4 +19,14 @@ struct StatLine {
 /// Splits `text`, which the result refers to. Nothing when no name is in it.
 std::optional<StatLine> split_stat_line(std::string_view text);
 
-} // namespace nyx_utils
+/// Ticks that a process has used since it started.
+struct ProcessTicks {
+    std::uint64_t user{};
+    std::uint64_t kernel{};
+    bool operator==(const ProcessTicks&) const = default;
+};
+
+/// /proc/<pid>/stat.
+std::optional<ProcessTicks> parse_process_ticks(std::string_view text);
+
+} // namespace procfs

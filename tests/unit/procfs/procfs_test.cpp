@@ -1,9 +1,20 @@
-#include "stats/proc_parsers.h"
-
-#include "fake_proc.h"
-#include "platform/file/text_file.h"
+#include "procfs/file_nr.h"
+#include "procfs/meminfo.h"
+#include "procfs/net_dev.h"
+#include "procfs/net_sockstat.h"
+#include "procfs/pid_children.h"
+#include "procfs/pid_limits.h"
+#include "procfs/pid_maps.h"
+#include "procfs/pid_stat.h"
+#include "procfs/pid_status.h"
+#include "procfs/stat.h"
 
 #include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+using namespace procfs;
 
 namespace {
 
@@ -11,7 +22,9 @@ constexpr auto none = std::nullopt;
 
 std::string captured(const std::string& file)
 {
-    return platform::read_text_file(captured_proc + "/" + file).value();
+    std::ostringstream text;
+    text << std::ifstream(VOS_FIXTURES "/proc/two_cores/" + file).rdbuf();
+    return text.str();
 }
 
 template <typename Want>
@@ -25,7 +38,7 @@ void expect_all(Want (*parse)(std::string_view),
         EXPECT_TRUE(parse(text) == Want{}) << text;
 }
 
-TEST(ProcParsers, finds_process_ticks_behind_any_name)
+TEST(Procfs, finds_process_ticks_behind_any_name)
 {
     const std::string name = "1 ((sd-pam)) S 1 2 3 0 -1 4194304 5 6 7 8 ";
     expect_all(parse_process_ticks,
@@ -36,7 +49,7 @@ TEST(ProcParsers, finds_process_ticks_behind_any_name)
                 name + "18446744073709551616 1"});
 }
 
-TEST(ProcParsers, reads_memory_but_not_from_the_name)
+TEST(Procfs, reads_memory_but_not_from_the_name)
 {
     expect_all(parse_process_memory,
                {{captured("6204/status"), {false, 10996}},
@@ -51,7 +64,7 @@ TEST(ProcParsers, reads_memory_but_not_from_the_name)
                {"", "XMemTotal: 3"});
 }
 
-TEST(ProcParsers, takes_hard_limit_saturates_file_numbers_and_reads_lists)
+TEST(Procfs, takes_hard_limit_and_saturates_file_numbers)
 {
     const std::string line = "Max open files            1024";
     expect_all(parse_fd_limit,
@@ -65,12 +78,9 @@ TEST(ProcParsers, takes_hard_limit_saturates_file_numbers_and_reads_lists)
                 {"992\t0\t9223372036854775807\n", {{992, 2147483647}}},
                 {"2147483648 0 2147483647", {{2147483647, 2147483647}}}},
                {"", "1 2", "1 x 3", "-1 0 3"});
-    expect_all(parse_process_line,
-               {{"12 tmux: server", {{12, "tmux:"}}}, {"12 \xff\x01", {{12, "\xff\x01"}}}},
-               {"", "name", "12    ", "99999999999 x"});
 }
 
-TEST(ProcParsers, counts_cores_and_columns)
+TEST(Procfs, counts_cores_and_columns)
 {
     struct {
         std::string text;
@@ -94,6 +104,49 @@ TEST(ProcParsers, counts_cores_and_columns)
         EXPECT_EQ(times.sum(cpu_columns.size()), want.sum);
         EXPECT_EQ(parse_idle_ticks(want.text), want.idle);
     }
+}
+
+TEST(Procfs, splits_an_interface_line_or_names_the_broken_piece)
+{
+    EXPECT_EQ(*parse_interface_line("  a: 1 2 3 4 5 6 7 8 9 10 11 12 13"),
+              (InterfaceCounters{"a", 1, 2, 3, 4, 9, 10, 11, 12}));
+    const std::pair<const char*, std::vector<const char*>> broken[] = {
+        {"tx info", {"a: 1 2 3 4 5 6 7 8 9 10 11", "a: 1 2 3 4 5 x 7 8 9 10 11 12"}},
+        {"rx info", {"a:", "a: 1 2 -3 4 5 6 7 8 9 10 11 12", "a: 18446744073709551616 2 3 4"}},
+        {"interface name", {":", "   "}}};
+    for (const auto& [piece, lines] : broken)
+        for (const auto* line : lines)
+            EXPECT_EQ(parse_interface_line(line).reason(), piece) << line;
+}
+
+TEST(Procfs, finds_the_name_between_the_outermost_parentheses)
+{
+    EXPECT_EQ(split_stat_line("7 (a) b (c)\n) Z 12 7")->name, "a) b (c)\n");
+    EXPECT_EQ(split_stat_line("7 (a) b (c)\n) Z 12 7")->parent(), 12);
+    EXPECT_FALSE(split_stat_line("7 (x) S 1x")->parent() || split_stat_line("7 (x)")->parent());
+    EXPECT_FALSE(split_stat_line("") || split_stat_line("7 )x( S 1") || split_stat_line("7 (x S"));
+    EXPECT_EQ(parse_children("12 7 x 9"), (std::vector{12, 7}));
+    EXPECT_EQ(tcp_pages_text("TCP: 2 3 4 5 6 7 8 9 10 77 12\nUDP: 2\nTCP6: x\nTCP"), "77\n\n\n");
+}
+
+TEST(Procfs, takes_text_that_nobody_writes_for_program_text)
+{
+    const struct {
+        const char* line;
+        std::optional<TextRange> want;
+    } cases[] = {
+        {"7f0000001000-7f0000003000 r-xp 00001000 08:01 7 /usr/lib/libx.so",
+         TextRange{0x7f0000001000, 0x7f0000003000}},
+        {"7f0000001000-7f0000003000 rwxp 00001000 08:01 7 /usr/lib/libx.so", {}},
+        {"7f0000001000-7f0000003000 r--p 00001000 08:01 7 /usr/lib/libx.so", {}},
+        {"7f0000001000-7f0000003000 r-xp 00000000 00:00 0 [vdso]", {}},
+        {"7f0000001000-7f0000003000 r-xp 00000000 00:00 0", {}},
+        {"7f0000003000-7f0000001000 r-xp 0 0 0 /x", {}},
+        {"7f0000001000", {}},
+        {"", {}},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(parse_text_range(row.line), row.want) << row.line;
 }
 
 } // namespace

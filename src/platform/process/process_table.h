@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace nyx_utils {
+namespace platform {
 
 struct NamedProcess {
     pid_t pid{};
@@ -60,7 +60,6 @@ private:
     std::optional<std::vector<pid_t>> list_threads(pid_t pid);
     std::optional<std::vector<pid_t>> read_children(pid_t pid);
     std::vector<NamedProcess> children_by_pass(pid_t pid);
-    std::string path_of(pid_t pid, const char* leaf) const;
 
     std::string m_proc_root;
     bool m_has_children_files;
@@ -70,4 +69,4 @@ private:
     std::vector<std::pair<pid_t, std::size_t>> m_by_parent; ///< indices into m_known
 };
 
-} // namespace nyx_utils
+} // namespace platform

@@ -1,11 +1,12 @@
-#include "utils/builtin_commands.h"
+#include "platform/process/builtin_commands.h"
 
 #include "platform/file/text_file.h"
+#include "procfs/net_sockstat.h"
 #include "text/words.h"
 
 #include <algorithm>
 
-namespace nyx_utils {
+namespace platform {
 
 namespace {
 
@@ -64,21 +65,6 @@ std::optional<std::string_view> parse_find_by_name(std::string_view command)
     return command;
 }
 
-std::string tcp_pages_text(std::string_view sockstat)
-{
-    constexpr int column = 11;
-    std::string output;
-    while (auto line = text::next_line(sockstat)) {
-        if (line->find("TCP") == std::string_view::npos)
-            continue;
-        for (int skipped = 1; skipped < column; ++skipped)
-            text::next_word(*line);
-        output += text::next_word(*line);
-        output += '\n';
-    }
-    return output;
-}
-
 BuiltinCommands::BuiltinCommands(const std::string& proc_root)
     : m_proc_root(proc_root), m_processes(proc_root)
 {
@@ -120,10 +106,10 @@ CommandResult BuiltinCommands::find_by_name(std::string_view word)
 
 std::optional<CommandResult> BuiltinCommands::print_tcp_pages() const
 {
-    const auto text = platform::read_text_file(m_proc_root + "/net/sockstat");
+    const auto text = read_text_file(m_proc_root + "/net/sockstat");
     if (!text)
         return std::nullopt;
-    return CommandResult{0, tcp_pages_text(*text)};
+    return CommandResult{0, procfs::tcp_pages_text(*text)};
 }
 
 BuiltinCommands& builtin_commands()
@@ -132,4 +118,4 @@ BuiltinCommands& builtin_commands()
     return commands;
 }
 
-} // namespace nyx_utils
+} // namespace platform

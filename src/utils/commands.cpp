@@ -1,0 +1,33 @@
+#include "utils/commands.h"
+
+#include "common/nyx_configurator.h"
+#include "platform/process/builtin_commands.h"
+
+#include <utility>
+
+namespace nyx_utils {
+
+namespace {
+
+/// "Monitoring.builtin_commands"; asked each time, so that a reload counts.
+bool builtins_enabled()
+{
+    bool enabled = false;
+    if (nyx::TheConfigurator::is_installed())
+        nyx::TheConfigurator::get_configuration().config.lookupValue("Monitoring.builtin_commands",
+                                                                     enabled);
+    return enabled;
+}
+
+} // namespace
+
+platform::CommandResult run_command(const std::string& command, platform::CommandOutput collect)
+{
+    platform::call_between_commands();
+    if (builtins_enabled())
+        if (auto result = platform::builtin_commands().answer(command))
+            return std::move(*result);
+    return platform::run_program(command, collect);
+}
+
+} // namespace nyx_utils

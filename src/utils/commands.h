@@ -1,0 +1,15 @@
+// The commands that the agent asks the system with.
+#pragma once
+
+#include "platform/process/program_runner.h"
+
+#include <string>
+
+namespace nyx_utils {
+
+/// Runs `command` with the bounds of platform::run_program(). With
+/// "Monitoring.builtin_commands" true, a few commands are answered without a
+/// program, in the same way; see platform/process/builtin_commands.h.
+platform::CommandResult run_command(const std::string& command, platform::CommandOutput collect);
+
+} // namespace nyx_utils
