@@ -55,7 +55,7 @@ void nyx_logging_reload(const NyxLoggingHandle* handle)
 
 void nyx_logging_and_watch_fini(std::unique_ptr<NyxLoggingHandle> handle)
 {
-    LogSettings::shut_down();
+    SupLogger::shut_down();
     handle.reset();
 }
 

@@ -204,36 +204,27 @@ void LogSettings::use_standard_error(LogLevel least)
     root.addAppender(*appender);
 }
 
-void LogSettings::reload_when_changed() noexcept
+text::Outcome LogSettings::reload_when_changed()
 {
     const auto now = monotonic_seconds();
     auto due = next_look.load(std::memory_order_relaxed);
     if (now < due || !next_look.compare_exchange_strong(due, now + 1))
-        return;
+        return text::done();
+    const std::lock_guard<std::mutex> guard(watch_mutex);
+    const auto stamp = watched.path.empty() ? FileStamp{} : stamp_of(watched.path);
+    if (watched.path.empty() || stamp == watched.stamp)
+        return text::done();
+    watched.stamp = stamp;
     try {
-        std::string failure;
-        {
-            const std::lock_guard<std::mutex> guard(watch_mutex);
-            const auto stamp = watched.path.empty() ? FileStamp{} : stamp_of(watched.path);
-            if (watched.path.empty() || stamp == watched.stamp)
-                return;
-            watched.stamp = stamp;
-            try {
-                apply(watched.path);
-            } catch (const std::exception& error) {
-                failure = error.what();
-            }
-        }
-        if (!failure.empty())
-            SupLogger::get_instance("Logging").error(failure, "; the old settings stay");
-    } catch (...) {
-        return; // out of memory: the next look tries again
+        apply(watched.path);
+        return text::done();
+    } catch (const std::exception& error) {
+        return text::Failure{error.what()};
     }
 }
 
 void LogSettings::shut_down()
 {
-    SupLogger::tell_repeats();
     const std::lock_guard<std::mutex> guard(watch_mutex);
     const std::unique_lock<std::shared_mutex> alone(in_use);
     watched = {};

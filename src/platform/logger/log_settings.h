@@ -4,7 +4,8 @@
 // modification time and size first, at most once a second.
 #pragma once
 
-#include "platform/logger/sup_logger.h"
+#include "platform/logger/log_level.h"
+#include "text/result.h"
 
 #include <shared_mutex>
 #include <string>
@@ -20,12 +21,12 @@ public:
     /// and nowhere else. For a command, whose log is the terminal.
     static void use_standard_error(LogLevel least);
 
-    /// Loads the watched file again when it has changed since the last look.
-    /// A file that does not load leaves the settings in force and logs one
-    /// error. Cheap, and never throws.
-    static void reload_when_changed() noexcept;
+    /// Loads the watched file again when it has changed since the last look. A
+    /// file that does not load leaves the settings in force, and is reported
+    /// once. Cheap. Throws std::bad_alloc.
+    static text::Outcome reload_when_changed();
 
-    /// Ends logging: closes every appender and the watch.
+    /// Closes every appender and the watch.
     static void shut_down();
 
     /// Held while log4cpp is used, so that no appender is taken away meanwhile.

@@ -68,7 +68,7 @@ bool is_admitted(const log4cpp::Category& category, LogLevel level, const std::s
                                  RepeatLimit::Clock::now());
 }
 
-void tell(const std::vector<RepeatLimit::Count>& counts)
+void write(const std::vector<RepeatLimit::Count>& counts)
 {
     const auto guard = LogSettings::use();
     for (const auto& count : counts) {
@@ -80,8 +80,8 @@ void tell(const std::vector<RepeatLimit::Count>& counts)
     }
 }
 
-/// Tells the counts that are due, at most once a second.
-void tell_due_counts() noexcept
+/// Writes the counts that are due, at most once a second.
+void write_due_counts() noexcept
 {
     const auto now = RepeatLimit::Clock::now();
     auto due = repeats().next_look.load(std::memory_order_relaxed);
@@ -92,9 +92,19 @@ void tell_due_counts() noexcept
         std::unique_lock<std::mutex> guard(repeats().mutex);
         const auto counts = repeats().limit.due(now);
         guard.unlock();
-        tell(counts);
+        write(counts);
     } catch (...) {
         return; // out of memory: these counts are lost
+    }
+}
+
+void follow_settings() noexcept
+{
+    try {
+        if (const auto followed = LogSettings::reload_when_changed(); !followed)
+            SupLogger::get_instance("Logging").error(followed.reason(), "; the old settings stay");
+    } catch (...) {
+        return; // out of memory: the next look tries again
     }
 }
 
@@ -146,18 +156,19 @@ SupLogger& SupLogger::get_instance(const std::string& category)
 
 bool SupLogger::is_enabled(LogLevel level) const
 {
-    LogSettings::reload_when_changed();
-    tell_due_counts();
+    follow_settings();
+    write_due_counts();
     const auto guard = LogSettings::use();
     return m_category.isPriorityEnabled(static_cast<int>(level));
 }
 
-void SupLogger::tell_repeats()
+void SupLogger::shut_down()
 {
     std::unique_lock<std::mutex> guard(repeats().mutex);
     const auto counts = repeats().limit.all();
     guard.unlock();
-    tell(counts);
+    write(counts);
+    LogSettings::shut_down();
 }
 
 SupLoggerStreamer SupLogger::getStream(LogLevel level)

@@ -6,24 +6,14 @@
 // the category's level is debug or finer.
 #pragma once
 
+#include "platform/logger/log_level.h"
+
 #include <sstream>
 #include <string>
 
 namespace log4cpp {
 class Category;
 }
-
-/// Severity of a record. The numbers are log4cpp's own priorities; trace has
-/// no name there, and a property file asks for it as 750.
-enum class LogLevel : int {
-    fatal = 0,
-    error = 300,
-    warning = 400,
-    notice = 500,
-    info = 600,
-    debug = 700,
-    trace = 750,
-};
 
 /// Collects one record and writes it when it goes out of scope. A streamer of
 /// a level that is switched off collects and writes nothing.
@@ -62,9 +52,9 @@ public:
     /// The one logger of that name.
     static SupLogger& get_instance(const std::string& category);
 
-    /// Tells how often records were repeated without being written, all at
-    /// once. For the end of logging.
-    static void tell_repeats();
+    /// Ends logging: says how often records were repeated without being written,
+    /// and closes every appender.
+    static void shut_down();
 
     explicit SupLogger(log4cpp::Category& category) : m_category(category) {}
     SupLogger(const SupLogger&) = delete;

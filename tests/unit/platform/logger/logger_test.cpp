@@ -32,7 +32,7 @@ std::size_t open_descriptors()
 
 class LoggerTest : public testing::Test {
 protected:
-    ~LoggerTest() override { LogSettings::shut_down(); }
+    ~LoggerTest() override { SupLogger::shut_down(); }
 
     TempFolder m_folder;
     SupLogger& m_log = SupLogger::get_instance("Test");
@@ -111,7 +111,7 @@ TEST_F(LoggerTest, repeated_warnings_are_counted_unless_debug_records_are_wanted
             m_log.info("routine");
             m_log.fatal("last words");
         }
-        LogSettings::shut_down();
+        SupLogger::shut_down();
         const auto log = m_folder.read(level);
         const bool limited = level == "INFO";
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), limited ? 30 + 30 + 8 + 1 : 90);
