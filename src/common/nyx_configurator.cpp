@@ -1,20 +1,23 @@
 #include "common/nyx_configurator.h"
 
+#include "common/reconfigure.h"
 #include "config/includes.h"
 #include "platform/file/atomic_file.h"
+#include "platform/file/regular_file.h"
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 
-#include <sys/stat.h>
+#include <cxxabi.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <typeinfo>
+#include <utility>
 
 namespace nyx {
 
@@ -28,24 +31,30 @@ SupLogger& logger()
     return instance;
 }
 
-/// libconfig's scanner ends the whole process when it is given a folder.
-bool is_readable_kind(const std::string& path)
-{
-    struct stat found {};
-    return ::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode);
-}
-
 std::string file_text(const std::string& path)
 {
-    std::ifstream file;
-    if (is_readable_kind(path))
-        file.open(path, std::ios::binary);
-    if (!file.is_open())
+    const bool regular{platform::stat_regular_file(path)};
+    auto content = regular ? platform::read_text_file(path) : std::nullopt;
+    if (!content)
         throw FileNotFound("Could not open configuration file - " + path);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return std::move(*content);
 }
 
-/// Tells of a component's failure; called from a catch clause.
+/// The class name of `component`'s dynamic type, at most 511 characters. Throws
+/// std::bad_typeid for null.
+std::string class_name_of(const IReconfigure* component)
+{
+    constexpr std::size_t longest = 511;
+    const char* mangled = typeid(*component).name();
+    if (*mangled == '*')
+        ++mangled;
+    int status{};
+    const std::unique_ptr<char, decltype(&std::free)> demangled(
+        abi::__cxa_demangle(mangled, nullptr, nullptr, &status), &std::free);
+    return std::string(status == 0 ? demangled.get() : mangled).substr(0, longest);
+}
+
+/// Logs a component's failure; called from a catch clause.
 std::string log_component_failure(const IReconfigure* component)
 {
     auto text =
@@ -82,17 +91,18 @@ void AConfigurator::read_file()
     m_file_lock.read_lock();
     std::string obstacle;
     try {
-        if (!is_readable_kind(m_file_name))
+        // libconfig's scanner ends the whole process when it is given a directory.
+        if (!platform::stat_regular_file(m_file_name))
             throw libconfig::FileIOException();
         platform::remove_leftover(m_file_name); // whoever saves holds the lock
-        obstacle = include_obstacle_of_file(m_file_name);
-        if (!obstacle.empty())
+        if (const auto usable = check_includes_of_file(m_file_name); !usable) {
+            obstacle = ": it " + usable.reason();
             throw libconfig::FileIOException();
+        }
         config.readFile(m_file_name.c_str());
     } catch (const libconfig::FileIOException&) {
         m_file_lock.unlock();
-        throw FileNotFound("Could not open configuration file - " + m_file_name +
-                           (obstacle.empty() ? "" : ": it " + obstacle));
+        throw FileNotFound("Could not open configuration file - " + m_file_name + obstacle);
     }
     // A parse error leaves with the lock held: the next lock operation of this
     // process takes it over.
@@ -243,6 +253,16 @@ bool TheConfigurator::is_installed()
 AConfigurator& TheConfigurator::get_configuration()
 {
     return installed != nullptr ? *installed : get_static_configurator();
+}
+
+// The one operation of a component that needs the store; here, because the
+// store calls all the others.
+bool IReconfigure::bool_get(const char* key)
+{
+    bool value{};
+    if (!TheConfigurator::get_configuration().config.lookupValue(key, value))
+        throw std::runtime_error(std::string("ERROR couldn't find the parameter of ") + key);
+    return value;
 }
 
 } // namespace nyx

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "common/nyx_file_lock.h"
-#include "common/reconfigure.h"
 
 #include <libconfig.h++>
 
@@ -15,6 +14,8 @@
 #include <vector>
 
 namespace nyx {
+
+class IReconfigure;
 
 /// One configuration file and its parsed tree.
 ///

@@ -26,7 +26,7 @@ public:
     /// the reload by reload_conf().
     virtual void reload(bool enable);
     /// The boolean setting `key` of the current configuration. Throws
-    /// std::runtime_error when it is missing.
+    /// std::runtime_error when it is missing. Implemented beside the store.
     virtual bool bool_get(const char* key);
     virtual bool is_enabled() { return true; }
     /// Sends control message "reconfigure" to the component's own agent.
@@ -47,9 +47,5 @@ private:
     NYXEventLibEventTimer m_reconf_event; ///< one-shot; armed by who wants a late reconfigure
     bool m_reconfigured{false};           ///< the store's, during a reload
 };
-
-/// The class name of `component`'s dynamic type, at most 511 characters.
-/// Throws std::bad_typeid for null.
-std::string class_name_of(const IReconfigure* component);
 
 } // namespace nyx

@@ -3,6 +3,7 @@
 #include "common/nyx_configurator.h"
 #include "config/tree_merge.h"
 #include "platform/file/atomic_file.h"
+#include "platform/file/regular_file.h"
 #include "platform/logger/sup_logger.h"
 
 #include <sys/stat.h>
@@ -38,16 +39,16 @@ std::string log_failure(const std::string& record, const std::string& reason)
     return record + ": " + reason;
 }
 
-/// Looks before libconfig reads: its scanner ends the process at a folder and
+/// Looks before libconfig reads: its scanner ends the process at a directory and
 /// waits for ever at a pipe.
-std::string unusable_kind(const std::string& path)
+text::Outcome check_kind(const std::string& path)
 {
-    struct stat found {};
-    if (::stat(path.c_str(), &found) != 0)
-        return std::strerror(errno);
-    if (!S_ISREG(found.st_mode))
-        return "not a regular file";
-    return found.st_size > longest_file ? "longer than 256 KiB" : "";
+    const auto found = platform::stat_regular_file(path);
+    if (!found)
+        return text::Failure{found.reason()};
+    if (found->st_size > longest_file)
+        return text::Failure{"longer than 256 KiB"};
+    return text::done();
 }
 
 std::string parse_failure(const libconfig::ParseException& error)
@@ -91,21 +92,23 @@ void write_merged(const std::string& path, const libconfig::Config& merged, mode
 
 } // namespace
 
-bool open_cfg_file(const std::string& path, libconfig::Config& config, std::string& failure)
+text::Outcome open_cfg_file(const std::string& path, libconfig::Config& config)
 {
-    auto reason = unusable_kind(path);
+    std::string reason;
     try {
         config.setIncludeDir(no_includes);
-        if (reason.empty())
+        if (const auto usable = check_kind(path))
             config.readFile(path.c_str());
+        else
+            reason = usable.reason();
     } catch (const libconfig::ParseException& error) {
         reason = parse_failure(error);
     } catch (const std::exception& error) {
         reason = error.what();
     }
-    if (!reason.empty())
-        failure = log_failure("Failed to open configuration file [" + path + "]", reason);
-    return reason.empty();
+    if (reason.empty())
+        return text::done();
+    return text::Failure{log_failure("Failed to open configuration file [" + path + "]", reason)};
 }
 
 bool TheConfigurator::smart_merge(const std::string& template_path, const std::string& current_path,
@@ -116,13 +119,17 @@ bool TheConfigurator::smart_merge(const std::string& template_path, const std::s
     libconfig::Config from_template;
     libconfig::Config current;
     libconfig::Config replaced;
-    std::error_code unknown;
-    if (!open_cfg_file(template_path, from_template, said.failure) ||
-        !open_cfg_file(current_path, current, said.failure))
+    const auto opened = [&said](const std::string& path, libconfig::Config& config) {
+        const auto outcome = open_cfg_file(path, config);
+        if (!outcome)
+            said.failure = outcome.reason();
+        return static_cast<bool>(outcome);
+    };
+    if (!opened(template_path, from_template) || !opened(current_path, current))
         return false;
     // An output that is there has to be a configuration; its content goes.
-    if (std::filesystem::exists(output_path, unknown) &&
-        !open_cfg_file(output_path, replaced, said.failure))
+    std::error_code unknown;
+    if (std::filesystem::exists(output_path, unknown) && !opened(output_path, replaced))
         return false;
     try {
         for (const auto& input : {template_path, current_path})

@@ -1,11 +1,9 @@
 #include "config/includes.h"
 
 #include "config/source_text.h"
+#include "platform/file/text_file.h"
 
 #include <sys/stat.h>
-
-#include <fstream>
-#include <sstream>
 
 namespace nyx {
 
@@ -13,42 +11,39 @@ namespace {
 
 constexpr int deepest = 10; // libconfig's own bound
 
-std::string find_obstacle(const std::string& text, int depth);
+text::Outcome check(const std::string& text, int depth);
 
-std::string find_obstacle_in_file(const std::string& path, int depth)
+text::Outcome check_file(const std::string& path, int depth)
 {
     if (depth > deepest)
-        return {};
-    const std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return find_obstacle(text.str(), depth);
+        return text::done();
+    return check(platform::read_text_file(path).value_or(""), depth);
 }
 
-std::string find_obstacle(const std::string& text, int depth)
+text::Outcome check(const std::string& text, int depth)
 {
     if (text.find("@include") == std::string::npos)
-        return {};
+        return text::done();
     for (const auto& path : ConfigText(text).included()) {
         struct stat found {};
         if (::stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode))
-            return "includes " + path + ", which is not a regular file";
-        if (auto obstacle = find_obstacle_in_file(path, depth + 1); !obstacle.empty())
-            return obstacle;
+            return text::Failure{"includes " + path + ", which is not a regular file"};
+        if (auto included = check_file(path, depth + 1); !included)
+            return included;
     }
-    return {};
+    return text::done();
 }
 
 } // namespace
 
-std::string include_obstacle(const std::string& text)
+text::Outcome check_includes(const std::string& text)
 {
-    return find_obstacle(text, 0);
+    return check(text, 0);
 }
 
-std::string include_obstacle_of_file(const std::string& path)
+text::Outcome check_includes_of_file(const std::string& path)
 {
-    return find_obstacle_in_file(path, 0);
+    return check_file(path, 0);
 }
 
 } // namespace nyx

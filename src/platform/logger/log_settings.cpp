@@ -1,5 +1,7 @@
 #include "platform/logger/log_settings.h"
 
+#include "platform/file/regular_file.h"
+
 #include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
 #include <log4cpp/OstreamAppender.hh>
@@ -146,11 +148,8 @@ void take_appenders(const std::vector<std::string>& names, const Appenders& olde
 /// Puts the file in force or throws; on a throw nothing has changed.
 void apply(const std::string& path)
 {
-    struct stat found {};
-    if (::stat(path.c_str(), &found) != 0)
-        throw std::runtime_error("log settings " + path + ": " + std::strerror(errno));
-    if (!S_ISREG(found.st_mode))
-        throw std::runtime_error("log settings " + path + ": not a regular file");
+    if (const auto found = platform::stat_regular_file(path); !found)
+        throw std::runtime_error("log settings " + path + ": " + found.reason());
 
     Appenders made; // in the end: those that are no longer in force
     const std::unique_lock<std::shared_mutex> alone(in_use);

@@ -34,8 +34,8 @@ Findings parse(const std::string& text, libconfig::Config& config)
             "holds a NUL byte",
             1 + static_cast<unsigned>(std::count(
                     text.begin(), text.begin() + static_cast<std::ptrdiff_t>(nul), '\n')));
-    if (const auto obstacle = nyx::include_obstacle(text); !obstacle.empty())
-        return whole_file(obstacle);
+    if (const auto usable = nyx::check_includes(text); !usable)
+        return whole_file(usable.reason());
     try {
         config.readString(text);
     } catch (const libconfig::ParseException& error) {

@@ -1,4 +1,6 @@
 #include "common/nyx_configurator.h"
+
+#include "common/reconfigure.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 
