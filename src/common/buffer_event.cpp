@@ -10,6 +10,10 @@
 
 namespace nyx {
 
+static_assert(buffer_reading == BEV_EVENT_READING && buffer_eof == BEV_EVENT_EOF &&
+              buffer_error == BEV_EVENT_ERROR && buffer_timeout == BEV_EVENT_TIMEOUT &&
+              buffer_connected == BEV_EVENT_CONNECTED);
+
 namespace {
 
 SupLogger& logger()
@@ -64,12 +68,14 @@ bool NYXBufferEvent::set_timeouts(const timeval* read, const timeval* write)
 
 bool NYXBufferEvent::write(const void* data, std::size_t size)
 {
+    NYXEventBase::assert_loop_thread();
     return succeeded(bufferevent_write(m_buffer, data, size),
                      "Error in bufferevent_write. errno: ");
 }
 
 bool NYXBufferEvent::enable(short events)
 {
+    NYXEventBase::assert_loop_thread();
     return succeeded(bufferevent_enable(m_buffer, events), "Error in enabled. errno: ");
 }
 
@@ -80,6 +86,7 @@ bool NYXBufferEvent::disable(short events)
 
 int NYXBufferEvent::read(void* data, std::size_t size)
 {
+    NYXEventBase::assert_loop_thread();
     const auto count = static_cast<int>(bufferevent_read(m_buffer, data, size));
     succeeded(count, "Error in bufferevent_read. errno: ");
     return count;

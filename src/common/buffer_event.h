@@ -10,6 +10,13 @@
 
 namespace nyx {
 
+/// What a buffered connection tells its event callback.
+inline constexpr short buffer_reading = 0x01; ///< it happened while reading
+inline constexpr short buffer_eof = 0x10;
+inline constexpr short buffer_error = 0x20;
+inline constexpr short buffer_timeout = 0x40;
+inline constexpr short buffer_connected = 0x80;
+
 /// One buffered connection. Owns its socket. A failed operation is logged with
 /// errno and answered with false.
 class NYXBufferEvent {
@@ -26,6 +33,7 @@ public:
     /// Null means no time-out in that direction.
     bool set_timeouts(const timeval* read, const timeval* write);
     bool write(const void* data, std::size_t size);
+    /// `events` are event_readable and event_writable.
     bool enable(short events);
     bool disable(short events);
     /// Bytes read, 0 when nothing waits, negative on an error.

@@ -2,16 +2,24 @@
 
 #include "platform/logger/sup_logger.h"
 
+#include <atomic>
+#include <cassert>
 #include <cerrno>
 #include <exception>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace nyx {
 
+static_assert(event_timed_out == EV_TIMEOUT && event_readable == EV_READ &&
+              event_writable == EV_WRITE && event_signalled == EV_SIGNAL &&
+              event_persistent == EV_PERSIST);
+
 namespace {
 
 event_base* the_base = nullptr;
+std::atomic<std::thread::id> loop_thread; ///< while dispatch() runs; else nobody's
 std::exception_ptr thrown_by_callback;
 LoopStall stall;
 
@@ -50,7 +58,9 @@ void NYXEventBase::dispatch()
     if (the_base == nullptr)
         fail("Exception in event_base_dispatch");
     stall.begin(LoopStall::Clock::now());
+    loop_thread = std::this_thread::get_id();
     const int result = event_base_dispatch(the_base);
+    loop_thread = std::thread::id();
     if (thrown_by_callback)
         std::rethrow_exception(std::exchange(thrown_by_callback, nullptr));
     if (result != 0)
@@ -71,14 +81,27 @@ int NYXEventBase::get_event_base_priorities() const
     return event_base_get_npriorities(the_base);
 }
 
+void NYXEventBase::enable_debug_mode()
+{
+    event_enable_debug_mode();
+}
+
+void NYXEventBase::assert_loop_thread()
+{
+    assert(loop_thread.load() == std::thread::id() ||
+           loop_thread.load() == std::this_thread::get_id());
+}
+
 void NYXEventBase::loop_break()
 {
+    assert_loop_thread();
     if (the_base != nullptr)
         event_base_loopbreak(the_base);
 }
 
 void NYXEventBase::loop_exit()
 {
+    assert_loop_thread();
     // Without memory for its timer: at once, rather than never.
     if (the_base != nullptr && event_base_loopexit(the_base, nullptr) != 0)
         loop_break();
@@ -137,6 +160,7 @@ bool NYXEventLibEvent::is_pending() const
 
 bool NYXEventLibEvent::del(bool log)
 {
+    NYXEventBase::assert_loop_thread();
     if (!is_pending())
         return true;
     if (event_del(&m_event) != 0) {
@@ -169,7 +193,7 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
         return false;
     // Descriptor 0 is left as it is: a blocking standard input is shared with
     // whoever started the process.
-    if (!(m_flags & EV_SIGNAL) && fd >= 1 && evutil_make_socket_nonblocking(fd) != 0) {
+    if (!(m_flags & event_signalled) && fd >= 1 && evutil_make_socket_nonblocking(fd) != 0) {
         logger().error("Failed to set socket as non-blocking. errno: ", errno);
         return false;
     }
@@ -185,7 +209,7 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
     if (timeout != nullptr)
         m_due = LoopStall::Clock::now() + std::chrono::seconds(timeout->tv_sec) +
                 std::chrono::microseconds(timeout->tv_usec);
-    if (m_flags & EV_SIGNAL)
+    if (m_flags & event_signalled)
         m_next_signal_event = std::exchange(first_signal_event, this);
     if (was_pending)
         logger().trace("Event was recharged");
@@ -201,16 +225,16 @@ void NYXEventLibEvent::forget_signal_event()
         }
 }
 
-void NYXEventLibEvent::forward(evutil_socket_t fd, short flags, void* self)
+void NYXEventLibEvent::forward(int fd, short flags, void* self)
 {
     const auto& event = *static_cast<NYXEventLibEvent*>(self);
     // One that persists is armed again by libevent: when it is due is not known here.
-    if ((flags & EV_TIMEOUT) != 0 && (event.m_flags & EV_PERSIST) == 0)
+    if ((flags & event_timed_out) != 0 && (event.m_flags & event_persistent) == 0)
         stall.timer_ran(event.m_due, LoopStall::Clock::now());
     // Copies: the callback may destroy the event.
     const auto callback = event.m_callback;
     auto* const arg = event.m_arg;
-    const bool is_signal = (event.m_flags & EV_SIGNAL) != 0;
+    const bool is_signal = (event.m_flags & event_signalled) != 0;
     NYXEventBase::run_guarded([&] { callback(fd, flags, arg); });
     if (is_signal && event_base_got_break(the_base))
         run_other_events_of_signal(fd);
@@ -218,7 +242,7 @@ void NYXEventLibEvent::forward(evutil_socket_t fd, short flags, void* self)
 
 /// libevent stops between two events of one signal once the loop is broken;
 /// one delivery is to reach every event on the signal all the same.
-void NYXEventLibEvent::run_other_events_of_signal(evutil_socket_t signal)
+void NYXEventLibEvent::run_other_events_of_signal(int signal)
 {
     const auto waits = [signal](const NYXEventLibEvent* event) {
         return event->m_event.ev_fd == signal &&
@@ -230,8 +254,9 @@ void NYXEventLibEvent::run_other_events_of_signal(evutil_socket_t signal)
             other = other->m_next_signal_event;
             continue;
         }
-        other->add(static_cast<int>(signal), -1); // no longer active, armed as before
-        NYXEventBase::run_guarded([&] { other->m_callback(signal, EV_SIGNAL, other->m_arg); });
+        other->add(signal, -1); // no longer active, armed as before
+        NYXEventBase::run_guarded(
+            [&] { other->m_callback(signal, event_signalled, other->m_arg); });
         other = first_signal_event; // the callback may have changed the list
     }
 }
@@ -239,7 +264,7 @@ void NYXEventLibEvent::run_other_events_of_signal(evutil_socket_t signal)
 // ---- the kinds of events
 
 NYXEventLibEventTimer::NYXEventLibEventTimer(EventCallback callback, void* arg, int fd)
-    : NYXEventLibEvent(EV_TIMEOUT, callback, arg), m_fd(fd)
+    : NYXEventLibEvent(event_timed_out, callback, arg), m_fd(fd)
 {
 }
 
@@ -250,12 +275,12 @@ bool NYXEventLibEventTimer::charge(unsigned int ms)
 }
 
 NYXEventLibEventPersistTimer::NYXEventLibEventPersistTimer(EventCallback callback, void* arg)
-    : NYXEventLibEvent(EV_TIMEOUT | EV_PERSIST, callback, arg)
+    : NYXEventLibEvent(event_timed_out | event_persistent, callback, arg)
 {
 }
 
 NYXEventLibEventSignal::NYXEventLibEventSignal(int signal, EventCallback callback, void* arg)
-    : NYXEventLibEvent(EV_SIGNAL | EV_PERSIST, callback, arg), m_signal(signal)
+    : NYXEventLibEvent(event_signalled | event_persistent, callback, arg), m_signal(signal)
 {
 }
 

@@ -5,6 +5,9 @@
 // re-arming it: a pending event is removed first. What a callback throws is
 // kept at its edge, the loop is broken, and dispatch() throws it again: no
 // exception crosses libevent's own frames.
+//
+// libevent's own names end here and in buffer_event.h; event/ has typed timers
+// and watches on top of these classes.
 #pragma once
 
 #include "common/loop_stall.h"
@@ -21,6 +24,13 @@ namespace nyx {
 
 class NYXBufferEvent;
 class NYXEventConnListener;
+
+/// What an event waits for, and what it was called for.
+inline constexpr short event_timed_out = 0x01;
+inline constexpr short event_readable = 0x02;
+inline constexpr short event_writable = 0x04;
+inline constexpr short event_signalled = 0x08;
+inline constexpr short event_persistent = 0x10; ///< stays armed when it was called
 
 /// Callbacks of a buffered connection and of a listener; `arg` is the untyped
 /// argument that they were registered with.
@@ -72,8 +82,15 @@ public:
     /// callback or from a timer that was due: milliseconds. See LoopStall.
     static std::int64_t longest_stall_ms();
 
+    static bool is_initialized() { return raw() != nullptr; }
     /// The libevent base, null before init(). For the wrappers of this library.
     static event_base* raw();
+    /// Has libevent check how it is used; before init(). What is wrong ends the
+    /// process.
+    static void enable_debug_mode();
+    /// In builds with assertions: ends the process when a loop runs and this is
+    /// not its thread.
+    static void assert_loop_thread();
     /// Runs `callback`; keeps what it throws for dispatch() and breaks the
     /// loop. Every callback that libevent makes goes through here. A template, as
     /// the call must not need memory outside of the guard.
@@ -95,13 +112,13 @@ private:
 };
 
 /// Signature of an event's callback: descriptor or signal, flags, argument.
-using EventCallback = void (*)(evutil_socket_t, short, void*);
+using EventCallback = void (*)(int, short, void*);
 
 /// One event. Construction touches no base, so events may be static objects.
 class NYXEventLibEvent {
 public:
-    /// `flags` are libevent's (EV_READ, EV_TIMEOUT, ...); `arg` is not owned
-    /// and must outlive the event.
+    /// `flags` are of event_readable and its siblings; `arg` is not owned and
+    /// must outlive the event.
     NYXEventLibEvent(short flags, EventCallback callback, void* arg);
     NYXEventLibEvent(const NYXEventLibEvent&) = delete;
     NYXEventLibEvent& operator=(const NYXEventLibEvent&) = delete;
@@ -120,10 +137,10 @@ public:
     bool add(int fd, int priority);
 
 private:
-    static void forward(evutil_socket_t fd, short flags, void* self);
+    static void forward(int fd, short flags, void* self);
     bool internal_add(int fd, const timeval* timeout, int priority);
     void forget_signal_event();
-    static void run_other_events_of_signal(evutil_socket_t signal);
+    static void run_other_events_of_signal(int signal);
 
     /// Signal events that libevent holds: a list without a destructor, since
     /// events are static objects that may go later than any list would.

@@ -26,11 +26,3 @@ void nyx_logging_reload(const NyxLoggingHandle* handle);
 
 /// Ends logging.
 void nyx_logging_and_watch_fini(std::unique_ptr<NyxLoggingHandle> handle);
-
-/// Receives libevent's own messages (see event_set_log_callback).
-void libevent_event_log_cpp(int severity, const char* message);
-
-/// Ends the process when libevent can not go on, which it has logged (see
-/// event_set_fatal_callback): with status 1, or by abort() when libevent was
-/// used wrongly. No destructor runs, since the events are in no known state.
-[[noreturn]] void libevent_gives_up(int error);

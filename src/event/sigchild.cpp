@@ -38,7 +38,7 @@ void sigchild_handler_unregister(SigChildHandler* handler)
     subscribers.remove(handler);
 }
 
-void sigchild_handler(evutil_socket_t, short, void*)
+void sigchild_handler(int, short, void*)
 {
     int status = 0;
     for (pid_t pid = 0; (pid = ::waitpid(-1, &status, WNOHANG | WUNTRACED)) > 0;)

@@ -1,7 +1,6 @@
 // Who hears of ended children.
 #pragma once
 
-#include <event2/util.h>
 #include <sys/types.h>
 
 namespace nyx {
@@ -23,6 +22,6 @@ void sigchild_handler_unregister(SigChildHandler* handler);
 
 /// Event callback for SIGCHLD: reaps every ended child, whoever started it, and
 /// offers it to all subscribers in the order of their registration.
-void sigchild_handler(evutil_socket_t, short, void*);
+void sigchild_handler(int, short, void*);
 
 } // namespace nyx

@@ -1,4 +1,5 @@
 // vos_monitor: start-up, the loop, and shutdown as the same list backwards.
+#include "common/libevent_messages.h"
 #include "common/nyx_random.h"
 #include "monitor/control_messages.h"
 #include "monitor/keepalive.h"
@@ -14,7 +15,6 @@
 #include "platform/shared_memory/shared_object.h"
 #include "utils/dual_nyx_helper.h"
 
-#include <event2/event.h>
 #include <malloc.h>
 #include <sys/prctl.h>
 
@@ -237,9 +237,8 @@ int main()
     try {
         monitor_logger().info("=============  VOS monitor version  ",
                               nyx_utils::DualNYXHelper::get_nyx_version_num(), "  =============");
-        event_set_log_callback(libevent_event_log_cpp);
-        event_set_fatal_callback(libevent_gives_up);
-        event_enable_debug_mode();
+        route_libevent_messages();
+        nyx::NYXEventBase::enable_debug_mode();
         nyx_utils::shared_mem_enabled = false;
         return run();
     } catch (const std::exception& error) {

@@ -1,4 +1,5 @@
 // vos_watchdog: the supervisor of vos_monitor.
+#include "common/libevent_messages.h"
 #include "common/nyx_logging.h"
 #include "event/sigchild.h"
 #include "platform/file/standard_descriptors.h"
@@ -7,7 +8,6 @@
 #include "watchdog/settings.h"
 #include "watchdog/supervisor.h"
 
-#include <event2/event.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -82,8 +82,7 @@ int run(const std::string& config)
     nyx::AConfigurator configurator(config.c_str(), false);
     const auto settings = read_settings(configurator);
     auto logging = nyx_logging_init_cfg_and_watch(&configurator, settings.log_settings_key.c_str());
-    event_set_log_callback(libevent_event_log_cpp);
-    event_set_fatal_callback(libevent_gives_up);
+    route_libevent_messages();
     logger().info("supervisor version ", nyx_utils::DualNYXHelper::get_nyx_version_num());
     // A terminal that goes away, or a tool that does not wait for its answer,
     // must not take the node's monitoring with it.

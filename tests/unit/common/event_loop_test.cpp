@@ -13,6 +13,7 @@
 #include <csignal>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 using namespace nyx;
 
@@ -30,13 +31,13 @@ protected:
     CapturedLog m_log;
 };
 
-void count_and_break(evutil_socket_t, short, void* counter)
+void count_and_break(int, short, void* counter)
 {
     ++*static_cast<int*>(counter);
     NYXEventBase::loop_break();
 }
 
-void ignore(evutil_socket_t, short, void*) {}
+void ignore(int, short, void*) {}
 
 TEST(EventBase, misuse_throws)
 {
@@ -87,8 +88,8 @@ TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
 
 TEST_F(EventLoop, what_a_callback_throws_comes_out_of_dispatch)
 {
-    NYXEventLibEventTimer timer(
-        [](evutil_socket_t, short, void*) { throw std::out_of_range("thrown"); }, nullptr, -1);
+    NYXEventLibEventTimer timer([](int, short, void*) { throw std::out_of_range("thrown"); },
+                                nullptr, -1);
     timer.charge(0);
     EXPECT_THROW(m_base.dispatch(), std::out_of_range);
     int fired = 0;
@@ -162,6 +163,28 @@ TEST_F(EventLoop, buffered_connection_carries_data_both_ways)
 }
 
 } // namespace
+
+TEST(EventLoopDeathTest, another_thread_is_told_that_the_loop_is_not_its_own)
+{
+#ifdef NDEBUG
+    GTEST_SKIP() << "assertions are compiled out";
+#endif
+    const auto misuse = [] {
+        NYXEventBase base;
+        base.init();
+        NYXEventLibEventTimer timer(
+            [](int, short, void* self) {
+                std::thread([self] {
+                    static_cast<NYXEventLibEventTimer*>(self)->charge(1);
+                }).join();
+            },
+            &timer, -1);
+        timer.charge(0);
+        base.dispatch();
+    };
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(misuse(), "assert_loop_thread");
+}
 
 TEST(LoopStall, keeps_the_worst_and_knows_when_the_loop_began)
 {
