@@ -4,10 +4,15 @@
 Everything runs in network, mount and pid namespaces of its own, against the real server on
 127.0.0.1. Exit status 1 when a limit is missed.
 """
-import contextlib, os, sys, time
+import contextlib
+import os
+import sys
+import time
 
 from bench_node import OPTIONS, BenchNode, Limits, crowd, progress, run_bench
-import discovery, node, scale
+import discovery
+import node
+import scale
 
 SIZES = (5, 20, 100)  # monitored processes
 TYPICAL = 20

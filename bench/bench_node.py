@@ -1,5 +1,14 @@
 """What the benchmarks share: the node that is measured, idle processes beside it, limits."""
-import argparse, contextlib, glob, json, os, shutil, signal, subprocess, sys, time
+import argparse
+import contextlib
+import glob
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import time
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 

@@ -1,5 +1,8 @@
 """How a report's cost and the daemon's memory grow with interfaces and processes; draws a plot."""
-import contextlib, math, os, subprocess
+import contextlib
+import math
+import os
+import subprocess
 
 from bench_node import OPTIONS, TOP, BenchNode, crowd, progress, run_bench
 

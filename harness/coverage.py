@@ -3,7 +3,13 @@
 ./dev coverage builds what this runs. Lines by file go to the screen, the sources with what was not
 reached to build/coverage/html. Exit status 1 when a test fails or a limit is missed.
 """
-import argparse, glob, json, os, shutil, subprocess, sys
+import argparse
+import glob
+import json
+import os
+import shutil
+import subprocess
+import sys
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = TOP + "/build/coverage"

@@ -1,6 +1,13 @@
 """The driver's side of failing_calls.c: its page, the errors that fit each call, and a daemon
 that runs under it."""
-import ctypes, errno, mmap, os, re, socket, subprocess, threading
+import ctypes
+import errno
+import mmap
+import os
+import re
+import socket
+import subprocess
+import threading
 from node import BIN, Node, Peer, set_name_servers, until
 
 LIBRARY = os.path.join(BIN, "../lib/failing_calls.so")

@@ -1,5 +1,12 @@
 """The faults of a soak. Each is a context: it holds while the context is open."""
-import contextlib, os, random, resource, shutil, signal, struct, subprocess
+import contextlib
+import os
+import random
+import resource
+import shutil
+import signal
+import struct
+import subprocess
 
 import watch
 from node import set_name_servers

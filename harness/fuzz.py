@@ -3,7 +3,11 @@
 ./dev fuzz builds what this runs. New inputs are kept in build/fuzz/corpus; the seeds in the tree
 are replayed by ./dev test.
 """
-import argparse, os, re, subprocess, sys
+import argparse
+import os
+import re
+import subprocess
+import sys
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 SEEDS = TOP + "/tests/fuzz/seeds/"

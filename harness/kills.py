@@ -4,7 +4,12 @@ The moments are those at which the file system changes: before and after each sy
 writing, and after any part of a write. Each time the file must be the old one or the new one, as
 a whole, and when the program has started once more nothing may lie beside it.
 """
-import json, os, random, re, subprocess, time
+import json
+import os
+import random
+import re
+import subprocess
+import time
 from failing import BIN, LIBRARY, TorturedNode, until
 
 HOSTS = "vos_monitor_ZELHttpClient_persistent_hosts.txt"

@@ -1,6 +1,10 @@
 """Runs the daemon under valgrind through start, reports, a reload and its end: no error, no memory
 lost and no descriptor left open but the standard ones."""
-import os, re, signal, sys, threading
+import os
+import re
+import signal
+import sys
+import threading
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from node import Node, Peer, isolate  # noqa: E402
 

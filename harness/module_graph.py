@@ -115,7 +115,7 @@ class Libraries:
         self.programs = {}  # main.cpp -> names that its executable links
         for call, words in calls:
             if call == "vos_library":
-                links = words[words.index("LINK") + 1 :] if "LINK" in words else []
+                links = words[words.index("LINK") + 1:] if "LINK" in words else []
                 self.direct[words[0]] = links
             elif call == "add_executable":
                 mains[words[0]] = words[1]

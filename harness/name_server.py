@@ -1,5 +1,9 @@
 """A name server that answers, keeps silent or lies, on demand."""
-import itertools, os, random, socket, threading
+import itertools
+import os
+import random
+import socket
+import threading
 
 ADDRESSES = tuple(f"127.0.0.{n}" for n in range(1, 5))  # all of them the server's own
 NOBODY = "127.0.0.99"

@@ -3,7 +3,15 @@
 isolate() moves a program into new network, mount and pid namespaces: no packet leaves, /opt/vos
 and the resolver's files are its own, and the kernel ends whatever it leaves behind.
 """
-import json, os, shutil, signal, socket, subprocess, sys, tempfile, time
+import json
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
 
 TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BIN = os.environ.get("VOS_BIN", os.path.join(TOP, "build/release/bin"))
@@ -135,9 +143,9 @@ log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
             self.write("server.pem", key.read() + certificate.read())
         self.server = self.run_in_background("server.log", [
             sys.executable, TOP + "/examples/report_server.py", "--cert", self.path("server.pem"),
-             "--secret", SECRET, "--key-id", self.settings["General.datacenter_id"], "--period",
-             "60000", "--path", "/report", "--port-file", self.path("port"), "--keep",
-             self.path("accepted"), "--fault", self.path("fault")])
+            "--secret", SECRET, "--key-id", self.settings["General.datacenter_id"], "--period",
+            "60000", "--path", "/report", "--port-file", self.path("port"), "--keep",
+            self.path("accepted"), "--fault", self.path("fault")])
         port = until(lambda: self.read("port"), "the server's port").strip()
         self.configure(**{"General.zel_report_url": f"https://{host}:{port}"})
         return self
@@ -161,6 +169,7 @@ log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
         def ticks():
             with open(f"/proc/{self.daemon.pid}/task/{self.daemon.pid}/schedstat") as stat:
                 return stat.read()
+
         def quiet():
             before = ticks()
             time.sleep(0.3)

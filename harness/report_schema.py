@@ -1,5 +1,6 @@
 """Reports held against docs/report.schema.json."""
-import json, os
+import json
+import os
 from jsonschema import Draft202012Validator
 from node import TOP
 

@@ -5,7 +5,13 @@ Supervisor, daemon, HTTPS server and name servers run in namespaces of their own
 every fault once, in random order; between two faults is a time without any, in which no report may
 be lost. Ends with a table; exit status 1 when a check fails.
 """
-import argparse, os, random, signal, subprocess, sys, time
+import argparse
+import os
+import random
+import signal
+import subprocess
+import sys
+import time
 
 import node as harness
 from node import BIN, SANITIZED, TOP, Node, isolate, set_name_servers, until
@@ -400,6 +406,8 @@ if __name__ == "__main__":
     if obstacle:
         print("skipped:", obstacle)
         sys.exit(SKIPPED)
-    import name_server, soak_server, watch
+    import name_server
+    import soak_server
+    import watch
     from faults import FAULTS
     main()

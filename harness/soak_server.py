@@ -4,7 +4,12 @@ each document as it comes, counts in a file mapped by VOS_COUNTERS, and knows th
 
   endless | garbage | dribble
 """
-import json, mmap, os, struct, sys, time
+import json
+import mmap
+import os
+import struct
+import sys
+import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../examples"))
 import report_server  # noqa: E402

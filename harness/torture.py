@@ -6,10 +6,19 @@ error that fits the call, at its first and at its last visit (--every: at all of
 that the daemon goes on, keeps its descriptors and has its next report accepted, or that it ends
 with a documented status. Anything else is a violation, printed with the stack of the call.
 """
-import argparse, collections, dataclasses, json, os, queue, random, signal, subprocess, sys
-import threading, time
+import argparse
+import collections
+import dataclasses
+import json
+import os
+import queue
+import random
+import signal
+import sys
+import threading
+import time
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from failing import ERRORS, LIBRARY, NameServer, TorturedNode, readable, until  # noqa: E402
+from failing import ERRORS, LIBRARY, NameServer, TorturedNode, readable  # noqa: E402
 from kills import kill_writers  # noqa: E402
 from node import SANITIZED, isolate  # noqa: E402
 

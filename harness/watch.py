@@ -1,5 +1,11 @@
 """What a soak observes of a running daemon, all of it from outside."""
-import json, os, re, socket, struct, threading, time
+import json
+import os
+import re
+import socket
+import struct
+import threading
+import time
 
 STATUS, ANSWER_HEADER = 110, 56
 

@@ -4,7 +4,13 @@ isolate() moves a program into new network, mount, pid and cgroup namespaces: no
 what the program starts ends with it. A CleanRoot lies over a folder that debootstrap made, which
 stays as it is.
 """
-import glob, os, re, shlex, subprocess, sys, time
+import glob
+import os
+import re
+import shlex
+import subprocess
+import sys
+import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../harness"))
 from node import until  # noqa: E402
@@ -136,7 +142,7 @@ class CleanRoot:
     def command(self, script):
         return ["nsenter", f"--target={self.pid}", "--mount", "--pid", "--cgroup", "--root", "--wd",
                 "/usr/bin/env", "-i"] + [f"{k}={v}" for k, v in SETTINGS.items()] + \
-               ["/bin/sh", "-c", script]
+            ["/bin/sh", "-c", script]
 
     def run(self, script, check=True, text=None):
         """Output and errors of a shell script inside; a failure fails when `check` is set."""

@@ -1,7 +1,14 @@
 #!/usr/bin/env python3
 """Installs, upgrades, downgrades and removes the packages in FOLDER in a clean Debian system, under
 its own service manager, against a report server on loopback. Prints what it has verified."""
-import contextlib, glob, os, shutil, subprocess, sys, tempfile, time
+import contextlib
+import glob
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
 
 sys.dont_write_bytecode = True
 from clean_root import CleanRoot, isolate, make_base, until  # noqa: E402

@@ -4,7 +4,11 @@ and counts: a second file that nobody rotates has the same lines. Prints what it
 
 usage: test_rotation.py FOLDER-OF-PACKAGES [ROUNDS]
 """
-import collections, re, sys, threading, time
+import collections
+import re
+import sys
+import threading
+import time
 
 sys.dont_write_bytecode = True
 from test_install import CONF, clean_system, expect, install  # noqa: E402

@@ -4,7 +4,9 @@ figure; then takes each capability away to see that its figures miss it.
 
 usage: test_sandbox.py FOLDER-OF-PACKAGES
 """
-import json, re, sys
+import json
+import re
+import sys
 
 sys.dont_write_bytecode = True
 from clean_root import until  # noqa: E402

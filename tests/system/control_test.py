@@ -1,5 +1,16 @@
 """Supervisor, control messages and heartbeat: the real programs, and a peer that is not ours."""
-import concurrent.futures, json, os, random, re, shutil, signal, socket, struct, subprocess, sys, time
+import concurrent.futures
+import json
+import os
+import random
+import re
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import time
 from nodetest import BIN, PRESET, SANITIZED, TOP, NodeTest, Peer, run, until
 
 ROUNDS = int(os.environ.get("VOS_SIGNAL_ROUNDS", "100"))
@@ -268,6 +279,7 @@ time.sleep(600)
             node.signal(signal.SIGHUP)  # is none
             node.signal(number)
             self.assertEqual(node.end(), -9 if number == signal.SIGKILL else 0)
+
             def gone():
                 try:
                     with open(f"/proc/{pid}/stat") as stat:
@@ -280,6 +292,7 @@ time.sleep(600)
     def test_peers_that_are_not_the_daemon(self):
         node = self.supervise()
         self.until_healthy(node)
+
         def link():
             end = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
             end.connect(node.path("vos.sock"))

@@ -1,5 +1,11 @@
 """Reports to a server that is known by name only, and what its name servers do to them."""
-import itertools, re, shutil, socket, subprocess, threading, time
+import itertools
+import re
+import shutil
+import socket
+import subprocess
+import threading
+import time
 import unittest
 from nodetest import NodeTest, Peer, run, set_name_servers, until
 

@@ -1,5 +1,8 @@
 """Three reports of a machine whose every figure is known."""
-import json, os, signal, subprocess
+import json
+import os
+import signal
+import subprocess
 from nodetest import PRESET, NodeTest, run
 
 CORES = len(os.sched_getaffinity(0))

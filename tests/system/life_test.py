@@ -1,5 +1,9 @@
 """The daemon's life: start, signals, reload, faults of the peer and of its own files."""
-import hashlib, hmac, os, signal, time
+import hashlib
+import hmac
+import os
+import signal
+import time
 from nodetest import NodeTest, SECRET, run, until
 
 GONE = "VOS has monitor successfully stopped"
@@ -73,7 +77,7 @@ class Start(NodeTest):
 class Signals(NodeTest):
     def test_each_signal_does_what_it_should(self):
         stopping = [n for n in range(1, 31) if n not in (3, 4, 8, 9, 10, 11, 12, 14, 15, 17, 19, 27,
-                                                          28)]
+                                                         28)]
         for number in stopping + [signal.SIGTERM]:
             with self.subTest(number):
                 node = self.node(**{"Monitoring.report_freq": 0}).start()

@@ -1,8 +1,11 @@
 """What every system test begins and ends with."""
-import os, sys, unittest
+import os
+import sys
+import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../harness"))
-from node import BIN, PRESET, SANITIZED, SECRET, TOP, Node, Peer, isolate, set_name_servers, until  # noqa: E402,F401
+from node import (BIN, PRESET, SANITIZED, SECRET, TOP, Node, Peer,  # noqa: E402,F401
+                  isolate, set_name_servers, until)
 from report_schema import faults_of  # noqa: E402
 
 SKIPPED = 77

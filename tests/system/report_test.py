@@ -1,5 +1,10 @@
 """vosctl report: what the daemon would say, from a command that leaves no trace."""
-import copy, json, os, re, shutil, subprocess
+import copy
+import json
+import os
+import re
+import shutil
+import subprocess
 from nodetest import BIN, TOP, NodeTest, run, until
 from report_schema import faults
 

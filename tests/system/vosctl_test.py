@@ -1,5 +1,12 @@
 """vosctl status, bundle and top beside a real node."""
-import json, os, pty, shutil, signal, subprocess, termios, time
+import json
+import os
+import pty
+import shutil
+import signal
+import subprocess
+import termios
+import time
 from nodetest import BIN, SECRET, NodeTest, run, until
 
 
@@ -75,7 +82,8 @@ class Vosctl(NodeTest):
             case = file.read()
         for secret in (SECRET.encode(), sealed.encode(), b"hunter22", key):
             self.assertNotIn(secret, case)
-        for text in ("line 1499", "the end", '"processes_stats"', '"longest_stall_ms"', "vos_id = ", "vosctl 3."):
+        for text in ("line 1499", "the end", '"processes_stats"', '"longest_stall_ms"', "vos_id = ",
+                     "vosctl 3."):
             self.assertIn(text.encode(), case)
         self.assertNotIn(b"line 400\n", case)
         again = self.ctl("bundle", "case")
