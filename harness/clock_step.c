@@ -15,15 +15,15 @@
 
 static const int64_t second = 1000000000;
 static const volatile int64_t none = 0;
-static const volatile int64_t *offset = &none;
-static int (*real_clock_gettime)(clockid_t, struct timespec *);
+static const volatile int64_t* offset = &none;
+static int (*real_clock_gettime)(clockid_t, struct timespec*);
 
 static void __attribute__((constructor)) start(void)
 {
-    const char *path = getenv("VOS_CLOCK_OFFSET");
+    const char* path = getenv("VOS_CLOCK_OFFSET");
     int fd = path ? open(path, O_RDONLY | O_CLOEXEC) : -1;
     if (fd >= 0) {
-        void *page = mmap(NULL, sizeof *offset, PROT_READ, MAP_SHARED, fd, 0);
+        void* page = mmap(NULL, sizeof *offset, PROT_READ, MAP_SHARED, fd, 0);
         if (page != MAP_FAILED)
             offset = page;
         close(fd);
@@ -33,11 +33,11 @@ static void __attribute__((constructor)) start(void)
         unsetenv("LD_PRELOAD");
 }
 
-int clock_gettime(clockid_t clock, struct timespec *now)
+int clock_gettime(clockid_t clock, struct timespec* now)
 {
     if (!real_clock_gettime)
         real_clock_gettime =
-            (int (*)(clockid_t, struct timespec *))dlsym(RTLD_NEXT, "clock_gettime");
+            (int (*)(clockid_t, struct timespec*))dlsym(RTLD_NEXT, "clock_gettime");
     int result = real_clock_gettime(clock, now);
     if (result == 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) {
         int64_t nanoseconds = now->tv_nsec + *offset % second;
@@ -47,7 +47,7 @@ int clock_gettime(clockid_t clock, struct timespec *now)
     return result;
 }
 
-int gettimeofday(struct timeval *restrict now, void *restrict zone)
+int gettimeofday(struct timeval* restrict now, void* restrict zone)
 {
     struct timespec precise;
     (void)zone;
@@ -57,7 +57,7 @@ int gettimeofday(struct timeval *restrict now, void *restrict zone)
     return 0;
 }
 
-time_t time(time_t *result)
+time_t time(time_t* result)
 {
     struct timespec precise;
     clock_gettime(CLOCK_REALTIME, &precise);
@@ -66,12 +66,12 @@ time_t time(time_t *result)
     return precise.tv_sec;
 }
 
-int timespec_get(struct timespec *now, int base)
+int timespec_get(struct timespec* now, int base)
 {
     return base == TIME_UTC && clock_gettime(CLOCK_REALTIME, now) == 0 ? base : 0;
 }
 
-int ftime(struct timeb *now)
+int ftime(struct timeb* now)
 {
     struct timespec precise;
     clock_gettime(CLOCK_REALTIME, &precise);

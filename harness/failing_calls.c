@@ -31,15 +31,15 @@
 #include <unwind.h>
 
 // The calls, in the order of their numbers. torture.py knows which errors fit.
-#define CALLS(X)                                                                                   \
-    X(malloc)                                                                                      \
-    X(calloc)                                                                                      \
-    X(realloc) X(aligned_alloc) X(posix_memalign) X(open) X(fopen) X(opendir) X(read) X(write)     \
-        X(writev) X(close) X(rename) X(unlink) X(stat) X(fstat) X(lstat) X(access) X(fchmod)       \
-            X(fchown) X(fsync) X(socket) X(bind) X(connect) X(send) X(sendto) X(sendmsg) X(recv)   \
-                X(recvfrom) X(getsockopt) X(setsockopt) X(fcntl) X(pipe2) X(poll) X(epoll_create1) \
-                    X(epoll_ctl) X(epoll_wait) X(eventfd) X(socketpair) X(posix_spawn) X(waitpid)  \
-                        X(pthread_create) X(mmap) X(getrandom)
+// clang-format off
+#define CALLS(X) \
+    X(malloc) X(calloc) X(realloc) X(aligned_alloc) X(posix_memalign) X(open) X(fopen) \
+    X(opendir) X(read) X(write) X(writev) X(close) X(rename) X(unlink) X(stat) X(fstat) X(lstat) \
+    X(access) X(fchmod) X(fchown) X(fsync) X(socket) X(bind) X(connect) X(send) X(sendto) \
+    X(sendmsg) X(recv) X(recvfrom) X(getsockopt) X(setsockopt) X(fcntl) X(pipe2) X(poll) \
+    X(epoll_create1) X(epoll_ctl) X(epoll_wait) X(eventfd) X(socketpair) X(posix_spawn) \
+    X(waitpid) X(pthread_create) X(mmap) X(getrandom)
+// clang-format on
 
 #define NUMBER(name) call_##name,
 enum call { CALLS(NUMBER) number_of_calls };
