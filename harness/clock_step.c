@@ -75,6 +75,7 @@ int ftime(struct timeb* now)
 {
     struct timespec precise;
     clock_gettime(CLOCK_REALTIME, &precise);
-    *now = (struct timeb){.time = precise.tv_sec, .millitm = precise.tv_nsec / 1000000};
+    *now = (struct timeb){.time = precise.tv_sec,
+                          .millitm = (unsigned short)(precise.tv_nsec / 1000000)};
     return 0;
 }
