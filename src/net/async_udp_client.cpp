@@ -101,10 +101,10 @@ void UDPClient::cleanup()
 
 void UDPClient::await_datagrams()
 {
-    m_buffer->disable(EV_WRITE);
-    m_buffer->enable(EV_READ);
+    m_buffer->disable(event_writable);
+    m_buffer->enable(event_readable);
     // A buffer event swallows a refusal that comes once it is connected, as
-    // that of UDP does. Of two events on one descriptor libevent runs the one
+    // that of UDP does. Of two events on one descriptor the loop runs the one
     // that was added last first: this one, which takes the error before.
     m_error_event.del(false);
     m_error_event.add(m_buffer->get_fd(), -1);
@@ -114,7 +114,7 @@ void UDPClient::await_datagrams()
 void UDPClient::errorcb(int, short, void* arg)
 {
     if (!static_cast<UDPClient*>(arg)->has_no_error())
-        eventcb(BEV_EVENT_READING | BEV_EVENT_ERROR, arg);
+        eventcb(buffer_reading | buffer_error, arg);
 }
 
 bool UDPClient::set_timeout_ms(unsigned int milliseconds)
@@ -139,20 +139,20 @@ bool UDPClient::has_no_error()
 void UDPClient::eventcb(short events, void* arg)
 {
     auto& self = *static_cast<UDPClient*>(arg);
-    if ((events & BEV_EVENT_CONNECTED) != 0 && self.has_no_error()) {
+    if ((events & buffer_connected) != 0 && self.has_no_error()) {
         self.on_connect_success();
         return;
     }
-    if ((events & BEV_EVENT_EOF) != 0) {
+    if ((events & buffer_eof) != 0) {
         // An empty datagram looks like an end of file, and ends the reading.
         // It is a datagram like any other.
         self.await_datagrams();
         self.on_readcb();
         return;
     }
-    if ((events & BEV_EVENT_ERROR) != 0)
+    if ((events & buffer_error) != 0)
         logger().warning("eventcb", ": Connection error to server: ", self.server_text());
-    else if ((events & BEV_EVENT_TIMEOUT) != 0)
+    else if ((events & buffer_timeout) != 0)
         logger().warning("eventcb", ": Connection timeout to server: ", self.server_text());
     else
         logger().error("eventcb", ": Unknown event");

@@ -4,6 +4,8 @@
 #include "common/buffer_event.h"
 #include "platform/file/unique_fd.h"
 
+#include <netinet/in.h>
+
 #include <memory>
 #include <string>
 
@@ -55,7 +57,7 @@ private:
 
     platform::UniqueFd m_socket; ///< until the buffer event owns it
     in_addr_t m_server{};
-    NYXEventLibEvent m_error_event{EV_READ | EV_PERSIST, &errorcb, this};
+    NYXEventLibEvent m_error_event{event_readable | event_persistent, &errorcb, this};
 };
 
 } // namespace nyx

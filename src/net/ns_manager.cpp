@@ -81,7 +81,7 @@ NSManeger& NSManeger::instance()
 
 NSManeger::NSManeger(Source source)
     : m_source(std::move(source)), m_servers(m_source()),
-      m_reload_event(EV_TIMEOUT, &reload_ns_list, this)
+      m_reload_event(event_timed_out, &reload_ns_list, this)
 {
     if (Resolver::is_local_ns_used())
         update_ns(true);

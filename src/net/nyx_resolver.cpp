@@ -124,8 +124,8 @@ void NYXResolver::start()
 
 void NYXResolver::on_connect_success()
 {
-    m_buffer->enable(EV_WRITE);
-    m_buffer->disable(EV_READ);
+    m_buffer->enable(event_writable);
+    m_buffer->disable(event_readable);
     set_timeout_ms(m_ns_timeout_ms);
     m_asked_at = Helper::get_clock();
     m_query_written = m_buffer->write(m_query.data(), m_query.size());
@@ -140,7 +140,7 @@ void NYXResolver::on_connect_failure()
     recharge_resolver();
 }
 
-/// libevent also calls this for the connect itself, before there is a query.
+/// The buffer event also calls this for the connect itself, before there is a query.
 void NYXResolver::on_writecb()
 {
     if (m_query_written)
@@ -176,7 +176,7 @@ void NYXResolver::drop_datagram()
         set_timeout_ms(left_ms); // reading has started it anew
         return;
     }
-    eventcb(BEV_EVENT_READING | BEV_EVENT_TIMEOUT, static_cast<UDPClient*>(this));
+    eventcb(buffer_reading | buffer_timeout, static_cast<UDPClient*>(this));
 }
 
 unsigned int NYXResolver::remaining_ms() const
@@ -190,7 +190,7 @@ void NYXResolver::take(DnsAnswer answer)
 {
     log_answer(answer, m_max_ttl_sec);
     m_buffer->set_timeouts(nullptr, nullptr);
-    m_buffer->disable(EV_READ);
+    m_buffer->disable(event_readable);
     m_response = std::move(answer.response);
     if (answer.verdict == DnsAnswer::Verdict::next_server) {
         recharge_resolver();

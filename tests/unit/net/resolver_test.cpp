@@ -70,7 +70,7 @@ struct Server {
     socklen_t peer_size{sizeof peer};
     Datagrams replies;
     platform::UniqueFd socket{::socket(AF_INET, SOCK_DGRAM, 0)};
-    nyx::NYXEventLibEvent query_event{EV_READ | EV_PERSIST, &on_query, this};
+    nyx::NYXEventLibEvent query_event{nyx::event_readable | nyx::event_persistent, &on_query, this};
     nyx::NYXEventLibEventPersistTimer reply_event{&reply, this};
 };
 
