@@ -1,6 +1,5 @@
 #include "net/ns_manager.h"
 
-#include "net/resolver.h"
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 #include "text/words.h"
@@ -83,7 +82,7 @@ NSManeger::NSManeger(Source source)
     : m_source(std::move(source)), m_servers(m_source()),
       m_reload_event(event_timed_out, &reload_ns_list, this)
 {
-    if (Resolver::is_local_ns_used())
+    if (local_ns_used)
         update_ns(true);
 }
 
@@ -106,7 +105,7 @@ void NSManeger::set_source(Source source)
 
 void NSManeger::update_ns(bool rebuild)
 {
-    if (Resolver::is_local_ns_used()) {
+    if (local_ns_used) {
         if (rebuild)
             append_once(m_servers, htonl(INADDR_LOOPBACK));
         return;

@@ -39,10 +39,14 @@ public:
     /// Has the list made by `source` from now on, and at once.
     void set_source(Source source);
 
+    /// Whether the server on this machine is used too, by every manager of the
+    /// process: from the next update_ns(true) on. Off at first.
+    static void use_local_ns(bool use) { local_ns_used = use; }
+    static bool is_local_ns_used() { return local_ns_used; }
+
     /// Makes the list anew. With `rebuild` nothing learned is kept; without it
-    /// servers that stay keep their order, and new ones follow them. While
-    /// Resolver::use_local_ns() is in force the list stays, and `rebuild` adds
-    /// 127.0.0.1 to it.
+    /// servers that stay keep their order, and new ones follow them. While the
+    /// local server is used the list stays, and `rebuild` adds 127.0.0.1 to it.
     void update_ns(bool rebuild);
 
     NSList get_ns_copy() const { return m_servers; }
@@ -55,6 +59,8 @@ public:
     static void reload_ns_list(int fd, short events, void* manager);
 
 private:
+    static inline bool local_ns_used{false};
+
     Source m_source;
     NSList m_servers;
     NYXEventLibEvent m_reload_event;

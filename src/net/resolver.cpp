@@ -1,6 +1,7 @@
 #include "net/resolver.h"
 
 #include "dns/cache.h"
+#include "net/ns_manager.h"
 #include "platform/logger/sup_logger.h"
 #include "text/ipv4.h"
 #include "utils/nyx_helper.h"
@@ -16,8 +17,6 @@ namespace {
 
 constexpr int no_ttl = -1;
 constexpr int static_ttl_sec = 3600;
-
-bool local_ns_used = false;
 
 SupLogger& logger()
 {
@@ -69,12 +68,12 @@ Resolver::~Resolver()
 
 void Resolver::use_local_ns(bool use)
 {
-    local_ns_used = use;
+    NSManeger::use_local_ns(use);
 }
 
 bool Resolver::is_local_ns_used()
 {
-    return local_ns_used;
+    return NSManeger::is_local_ns_used();
 }
 
 void* Resolver::getaddrinfo_async(const std::string& host, ResolveCallback callback, void* context,

@@ -42,7 +42,7 @@ public:
     /// How the last resolution ended.
     ResolverState state() const { return m_state; }
 
-    /// Has the name-server manager use the server on this machine.
+    /// NSManeger's: whether the name server on this machine is used too.
     static void use_local_ns(bool use = true);
     static bool is_local_ns_used();
 
