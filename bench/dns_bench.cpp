@@ -44,18 +44,18 @@ std::string answer_for(const benchmark::State& state, const std::string& query)
     return make_answer(query, static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
 }
 
-void parse_dns_answer(benchmark::State& state)
+void parse_dns_reply(benchmark::State& state)
 {
     const auto query = *nyx::build_dns_query(host);
     const auto answer = answer_for(state, query);
     for (auto _ : state) {
-        const auto parsed = nyx::parse_dns_answer(answer, query, host, 0);
+        const auto parsed = nyx::parse_dns_reply(answer, query, host, 0);
         if (std::distance(parsed.response.addresses.begin(), parsed.response.addresses.end()) !=
             state.range(1))
             state.SkipWithError("not all addresses were read");
     }
 }
-BENCHMARK(parse_dns_answer)->Apply(sizes);
+BENCHMARK(parse_dns_reply)->Apply(sizes);
 
 void c_ares_parse_a_reply(benchmark::State& state)
 {

@@ -40,19 +40,19 @@ bool equal_but_for_case(std::string_view left, std::string_view right)
         [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
 }
 
-/// A query is a header and one question. An answer to it begins with the same
-/// id and, flags and the other counts aside, the same bytes.
-bool belongs_to(std::string_view answer, std::string_view query)
+/// A query is a header and one question. A reply to it begins with the same id
+/// and, flags and the other counts aside, the same bytes.
+bool belongs_to(std::string_view reply, std::string_view query)
 {
     constexpr std::size_t id_size = 2;
     constexpr std::size_t question_count_at = 4;
     constexpr std::size_t count_size = 2;
-    return query.size() > NS_HFIXEDSZ && answer.size() >= query.size() &&
-           answer.substr(0, id_size) == query.substr(0, id_size) &&
-           (static_cast<unsigned char>(answer[id_size]) & kind_mask) == response_to_query &&
-           answer.substr(question_count_at, count_size) ==
+    return query.size() > NS_HFIXEDSZ && reply.size() >= query.size() &&
+           reply.substr(0, id_size) == query.substr(0, id_size) &&
+           (static_cast<unsigned char>(reply[id_size]) & kind_mask) == response_to_query &&
+           reply.substr(question_count_at, count_size) ==
                query.substr(question_count_at, count_size) &&
-           equal_but_for_case(answer.substr(NS_HFIXEDSZ, query.size() - NS_HFIXEDSZ),
+           equal_but_for_case(reply.substr(NS_HFIXEDSZ, query.size() - NS_HFIXEDSZ),
                               query.substr(NS_HFIXEDSZ));
 }
 
@@ -88,40 +88,38 @@ std::optional<DnsRecord> read_record(const ns_msg& message, const ns_rr& raw,
     return record;
 }
 
-/// Addresses are taken from the answer as they come; an alias only bounds the
-/// time that they are good for. False when a record is malformed.
-bool read_records(ns_msg& message, std::uint32_t max_ttl_sec, DnsAnswer& answer)
+/// Addresses are taken from the answer section as they come; an alias only
+/// bounds the time that they are good for.
+DnsReply::Fault read_records(ns_msg& message, std::uint32_t max_ttl_sec, DnsReply& reply)
 {
     for (int i = 0; i < ns_msg_count(message, ns_s_an); ++i) {
         ns_rr raw{};
         if (::ns_parserr(&message, ns_s_an, i, &raw) != 0)
-            return false;
+            return DnsReply::Fault::malformed_record;
         auto record = read_record(message, raw, max_ttl_sec);
         if (!record)
-            return false;
-        auto& response = answer.response;
+            return DnsReply::Fault::malformed_record;
+        auto& response = reply.response;
         if (record->kind == DnsRecord::Kind::address)
             response.addresses.push_back(record->address);
         if (record->kind == DnsRecord::Kind::address || record->kind == DnsRecord::Kind::alias)
             response.ttl = std::min(response.ttl, record->used_ttl);
-        answer.records.push_back(std::move(*record));
+        reply.records.push_back(std::move(*record));
     }
-    return true;
+    return DnsReply::Fault::none;
 }
 
-DnsAnswer::Fault read_message(std::string_view bytes, std::uint32_t max_ttl_sec, DnsAnswer& answer)
+DnsReply::Fault read_message(std::string_view bytes, std::uint32_t max_ttl_sec, DnsReply& reply)
 {
     ns_msg message{};
     if (::ns_initparse(reinterpret_cast<const unsigned char*>(bytes.data()),
                        static_cast<int>(bytes.size()), &message) != 0)
-        return DnsAnswer::Fault::malformed_message;
-    answer.response_code = ns_msg_getflag(message, ns_f_rcode);
-    answer.response.status = answer.response_code;
+        return DnsReply::Fault::malformed_message;
+    reply.response_code = ns_msg_getflag(message, ns_f_rcode);
+    reply.response.status = reply.response_code;
     if (ns_msg_getflag(message, ns_f_tc) != 0)
-        return DnsAnswer::Fault::truncated;
-    if (!read_records(message, max_ttl_sec, answer))
-        return DnsAnswer::Fault::malformed_record;
-    return DnsAnswer::Fault::none;
+        return DnsReply::Fault::truncated;
+    return read_records(message, max_ttl_sec, reply);
 }
 
 } // namespace
@@ -143,23 +141,23 @@ std::optional<std::string> build_dns_query(const std::string& host)
                        static_cast<std::size_t>(size));
 }
 
-DnsAnswer parse_dns_answer(std::string_view answer, std::string_view query, const std::string& host,
-                           std::uint32_t max_ttl_sec)
+DnsReply parse_dns_reply(std::string_view datagram, std::string_view query, const std::string& host,
+                         std::uint32_t max_ttl_sec)
 {
-    DnsAnswer parsed;
-    parsed.response.host = host;
-    if (!belongs_to(answer, query))
-        return parsed;
-    parsed.fault = read_message(answer, max_ttl_sec, parsed);
-    const bool good = parsed.fault == DnsAnswer::Fault::none &&
-                      parsed.response.status != NYXResponse::status_next_server;
-    parsed.verdict = good ? DnsAnswer::Verdict::good : DnsAnswer::Verdict::next_server;
+    DnsReply reply;
+    reply.response.host = host;
+    if (!belongs_to(datagram, query))
+        return reply;
+    reply.fault = read_message(datagram, max_ttl_sec, reply);
+    const bool good = reply.fault == DnsReply::Fault::none &&
+                      reply.response.status != NYXResponse::status_next_server;
+    reply.verdict = good ? DnsReply::Verdict::good : DnsReply::Verdict::next_server;
     if (!good) {
-        parsed.response = NYXResponse();
-        parsed.response.host = host;
-        parsed.response.status = NYXResponse::status_next_server;
+        reply.response = NYXResponse();
+        reply.response.host = host;
+        reply.response.status = NYXResponse::status_next_server;
     }
-    return parsed;
+    return reply;
 }
 
 } // namespace nyx

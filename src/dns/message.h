@@ -1,4 +1,4 @@
-// DNS messages: queries made, and answers read, by the system's resolver
+// DNS messages: queries made, and replies read, by the system's resolver
 // library.
 #pragma once
 
@@ -17,7 +17,7 @@ namespace nyx {
 /// control characters, with an empty label, or too long.
 std::optional<std::string> build_dns_query(const std::string& host);
 
-/// A record of an answer that counts: an address or an alias.
+/// A record of the answer section; only addresses and aliases count.
 struct DnsRecord {
     enum class Kind { address, alias, unreadable_alias, unhandled };
 
@@ -29,26 +29,26 @@ struct DnsRecord {
     std::string alias;        ///< the name that an alias leads to
 };
 
-/// A datagram that came as answer to a query, read.
-struct DnsAnswer {
+/// What a datagram that came from the server says.
+struct DnsReply {
     enum class Verdict {
-        good,         ///< ends the query, whatever its status
-        next_server,  ///< the server is of no use for this query
-        not_an_answer ///< does not belong to the query: to be dropped
+        good,        ///< ends the query, whatever its status
+        next_server, ///< the server is of no use for this query
+        foreign      ///< does not belong to the query: to be dropped
     };
     enum class Fault { none, malformed_message, truncated, malformed_record };
 
-    Verdict verdict{Verdict::not_an_answer};
+    Verdict verdict{Verdict::foreign};
     Fault fault{Fault::none};
-    int response_code{};
-    NYXResponse response;
+    int response_code{};            ///< as on the wire; 0: good
+    NYXResponse response;           ///< without addresses unless the verdict is good
     std::vector<DnsRecord> records; ///< those read before a fault, in order
 };
 
-/// Reads the datagram `answer` to the message `query` about `host`. A TTL above
-/// `max_ttl_sec` counts as that; 0 is no cap. An answer belongs to the query
-/// when its id and its question are the query's. Pure: no socket, clock or log.
-DnsAnswer parse_dns_answer(std::string_view answer, std::string_view query, const std::string& host,
-                           std::uint32_t max_ttl_sec);
+/// Reads `datagram`, a reply to the message `query` about `host`. A TTL above
+/// `max_ttl_sec` counts as that; 0 is no cap. A reply belongs to the query when
+/// its id and its question are the query's. Pure: no socket, clock or log.
+DnsReply parse_dns_reply(std::string_view datagram, std::string_view query, const std::string& host,
+                         std::uint32_t max_ttl_sec);
 
 } // namespace nyx

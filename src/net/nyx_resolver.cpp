@@ -54,35 +54,35 @@ void log_record(const DnsRecord& record, unsigned int cap, const std::string& ho
     }
 }
 
-void log_fault(DnsAnswer::Fault fault, const std::string& host)
+void log_fault(DnsReply::Fault fault, const std::string& host)
 {
     switch (fault) {
-    case DnsAnswer::Fault::none:
+    case DnsReply::Fault::none:
         break;
-    case DnsAnswer::Fault::malformed_message:
+    case DnsReply::Fault::malformed_message:
         logger().error("on_readcb",
                        " ERROR failed init parsing response. Incomplete buffer, hostname: ", host);
         break;
-    case DnsAnswer::Fault::truncated:
+    case DnsReply::Fault::truncated:
         logger().warning("on_readcb", " Truncation occurred, hostname: ", host);
         break;
-    case DnsAnswer::Fault::malformed_record:
+    case DnsReply::Fault::malformed_record:
         logger().error("on_readcb", " Failed to parse msg, hostname: ", host);
         break;
     }
 }
 
-void log_answer(const DnsAnswer& answer, unsigned int cap)
+void log_reply(const DnsReply& reply, unsigned int cap)
 {
-    const auto& host = answer.response.host;
-    if (answer.response_code != 0)
-        logger().error("on_readcb", " Got error in resoponse code: ", answer.response_code,
+    const auto& host = reply.response.host;
+    if (reply.response_code != 0)
+        logger().error("on_readcb", " Got error in resoponse code: ", reply.response_code,
                        ", hostname: ", host);
-    for (const auto& record : answer.records)
+    for (const auto& record : reply.records)
         log_record(record, cap, host);
-    log_fault(answer.fault, host);
-    if (!answer.records.empty())
-        logger().debug("on_readcb", " Setting resoponse min ttl with value: ", answer.response.ttl);
+    log_fault(reply.fault, host);
+    if (!reply.records.empty())
+        logger().debug("on_readcb", " Setting resoponse min ttl with value: ", reply.response.ttl);
 }
 
 } // namespace
@@ -156,12 +156,12 @@ void NYXResolver::on_readcb()
         recharge_resolver();
         return;
     }
-    auto answer = parse_dns_answer({datagram.data(), static_cast<std::size_t>(size)}, m_query,
-                                   m_response.host, m_max_ttl_sec);
-    if (answer.verdict == DnsAnswer::Verdict::not_an_answer)
+    auto reply = parse_dns_reply({datagram.data(), static_cast<std::size_t>(size)}, m_query,
+                                 m_response.host, m_max_ttl_sec);
+    if (reply.verdict == DnsReply::Verdict::foreign)
         drop_datagram();
     else
-        take(std::move(answer));
+        act_on(std::move(reply));
 }
 
 /// Whoever sends a flood of forged answers gets neither a longer wait nor a log
@@ -186,23 +186,23 @@ unsigned int NYXResolver::remaining_ms() const
     return static_cast<unsigned int>(std::max<std::int64_t>(0, left));
 }
 
-void NYXResolver::take(DnsAnswer answer)
+void NYXResolver::act_on(DnsReply reply)
 {
-    log_answer(answer, m_max_ttl_sec);
+    log_reply(reply, m_max_ttl_sec);
     m_buffer->set_timeouts(nullptr, nullptr);
     m_buffer->disable(event_readable);
-    m_response = std::move(answer.response);
-    if (answer.verdict == DnsAnswer::Verdict::next_server) {
+    m_response = std::move(reply.response);
+    if (reply.verdict == DnsReply::Verdict::next_server) {
         recharge_resolver();
         return;
     }
-    tell_of_dropped();
+    log_dropped();
     NSManeger::instance().notify_ns_status(m_servers.front(), false);
     finished();
 }
 
 /// How many, once the server needs no more patience.
-void NYXResolver::tell_of_dropped() const
+void NYXResolver::log_dropped() const
 {
     if (m_dropped > 1)
         logger().warning("NYXResolver: dropped ", m_dropped, " datagrams from ", server_text(),
@@ -212,7 +212,7 @@ void NYXResolver::tell_of_dropped() const
 /// On to the next server, on the next loop turn.
 void NYXResolver::recharge_resolver()
 {
-    tell_of_dropped();
+    log_dropped();
     cleanup(); // what this server still sends finds nobody
     NSManeger::instance().notify_ns_status(m_servers.front(), true);
     m_servers.pop_front();

@@ -43,8 +43,8 @@ private:
     void finished();
     unsigned int remaining_ms() const;
     void drop_datagram();
-    void tell_of_dropped() const;
-    void take(DnsAnswer answer);
+    void log_dropped() const;
+    void act_on(DnsReply reply);
 
     NYXEventLibEventTimer m_start_event;
     Completion m_completion;

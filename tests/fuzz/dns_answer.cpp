@@ -19,11 +19,11 @@ void fuzz_one(std::string_view input)
     if (!right_id)
         answer[0] = static_cast<char>(~answer[0]);
     constexpr std::uint32_t cap = 3600;
-    const auto got = nyx::parse_dns_answer(answer, *query, host, cap);
-    REQUIRE(right_id || got.verdict == nyx::DnsAnswer::Verdict::not_an_answer);
+    const auto got = nyx::parse_dns_reply(answer, *query, host, cap);
+    REQUIRE(right_id || got.verdict == nyx::DnsReply::Verdict::foreign);
     REQUIRE(got.response.host == host);
     REQUIRE(got.response.addresses.size() <= answer.size() / 16);
-    REQUIRE(got.verdict == nyx::DnsAnswer::Verdict::good || got.response.addresses.empty());
+    REQUIRE(got.verdict == nyx::DnsReply::Verdict::good || got.response.addresses.empty());
     REQUIRE(std::all_of(got.records.begin(), got.records.end(),
                         [](const auto& record) { return record.used_ttl <= cap; }));
 }

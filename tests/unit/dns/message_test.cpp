@@ -8,18 +8,18 @@
 
 namespace {
 
-using nyx::DnsAnswer;
+using nyx::DnsReply;
 constexpr std::uint32_t most = 0xFFFFFFFF;
 const std::string query = *nyx::build_dns_query("zel.example");
 
 /// "dropped", "next" and the fault, or status, number of addresses and TTL.
 std::string read(const std::string& answer, std::uint32_t cap = 0)
 {
-    const auto got = nyx::parse_dns_answer(answer, query, "zel.example", cap);
-    if (got.verdict == DnsAnswer::Verdict::not_an_answer)
+    const auto got = nyx::parse_dns_reply(answer, query, "zel.example", cap);
+    if (got.verdict == DnsReply::Verdict::foreign)
         return "dropped";
     const auto& found = got.response;
-    if (got.verdict == DnsAnswer::Verdict::next_server)
+    if (got.verdict == DnsReply::Verdict::next_server)
         return (found.addresses.empty() && found.status == 2 ? "next " : "inconsistent ") +
                std::to_string(static_cast<int>(got.fault));
     return std::to_string(found.status) + " " + std::to_string(found.addresses.size()) + " " +
@@ -110,7 +110,7 @@ TEST(DnsMessageTest, reads_a_captured_answer)
     std::string bytes;
     for (std::size_t i = 0; i < hex.size(); i += 2)
         bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-    const auto got = nyx::parse_dns_answer(bytes, bytes.substr(0, 33), "www.zel.example", 0);
+    const auto got = nyx::parse_dns_reply(bytes, bytes.substr(0, 33), "www.zel.example", 0);
     ASSERT_EQ(got.response.addresses.size(), 2U);
     EXPECT_EQ(got.response.addresses.front().s_addr, htonl(0xC0000201));
     EXPECT_EQ(got.response.ttl, 30U);
