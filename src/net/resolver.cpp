@@ -154,7 +154,7 @@ void Resolver::complete(const NYXResponse& response, Request& request)
     }
     m_state = failed ? ResolverState::failing : ResolverState::fresh;
     // The callback may destroy this resolver: nothing of it is used after.
-    const auto done = take(&request);
+    const auto done = extract_request(&request);
     std::list<std::string> addresses;
     if (failed || !keep_answer(response, done->host, addresses)) {
         addresses.clear();
@@ -179,16 +179,16 @@ bool Resolver::keep_answer(const NYXResponse& response, const std::string& host,
     }
 }
 
-/// Takes `request` out of those in flight; null when it is none of them.
-std::unique_ptr<Resolver::Request> Resolver::take(void* request)
+/// Takes `request` from those in flight; null when it is none of them.
+std::unique_ptr<Resolver::Request> Resolver::extract_request(void* request)
 {
     const auto found = std::find_if(m_requests.begin(), m_requests.end(),
                                     [request](const auto& own) { return own.get() == request; });
     if (found == m_requests.end())
         return nullptr;
-    auto taken = std::move(*found);
+    auto extracted = std::move(*found);
     m_requests.erase(found);
-    return taken;
+    return extracted;
 }
 
 void Resolver::cancel_request(void* request)
@@ -197,7 +197,7 @@ void Resolver::cancel_request(void* request)
         logger().warning("cancel_request", "Received NULL context");
         return;
     }
-    if (const auto cancelled = take(request))
+    if (const auto cancelled = extract_request(request))
         const std::unique_ptr<NYXResolver> query(cancelled->query);
 }
 

@@ -56,7 +56,7 @@ private:
     void complete(const NYXResponse& response, Request& request);
     bool keep_answer(const NYXResponse& response, const std::string& host,
                      std::list<std::string>& addresses) const;
-    std::unique_ptr<Request> take(void* request);
+    std::unique_ptr<Request> extract_request(void* request);
 
     bool m_cache_enabled;
     int m_retries;
