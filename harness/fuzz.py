@@ -14,7 +14,7 @@ SEEDS = TOP + "/tests/fuzz/seeds/"
 CORPUS = TOP + "/build/fuzz/corpus/"
 # The parsers of each target: source files, and the functions there that are no parser.
 PARSERS = {
-    "dns_answer": (["dns/message.cpp"], ""),
+    "dns_reply": (["dns/message.cpp"], ""),
     "hosts_file": (["net/nyx_persistent_hosts.cpp", "utils/nyx_helper.cpp", "net/ns_manager.cpp"],
                    "parse_|format_|names_a_server"),
     "proc_text": ([f"procfs/{name}.cpp" for name in
