@@ -27,12 +27,12 @@ TransferStatistics read_statistics(CURL* curl)
     return statistics;
 }
 
-std::optional<std::string> read_text_info(CURL* curl, CURLINFO info)
+std::optional<std::string> read_string_info(CURL* curl, CURLINFO info)
 {
-    const char* text = nullptr;
-    if (curl_easy_getinfo(curl, info, &text) != CURLE_OK || text == nullptr)
+    const char* value = nullptr;
+    if (curl_easy_getinfo(curl, info, &value) != CURLE_OK || value == nullptr)
         return std::nullopt;
-    return text;
+    return value;
 }
 
 } // namespace nyx

@@ -18,9 +18,10 @@ struct TransferStatistics {
     double connect_time{};   ///< seconds
 };
 
+/// Of the transfer that `curl` ended last; 0 where libcurl has no figure.
 TransferStatistics read_statistics(CURL* curl);
 
-/// One of the text infos; nothing when libcurl has none.
-std::optional<std::string> read_text_info(CURL* curl, CURLINFO info);
+/// One of the infos that are strings; nothing when libcurl has none.
+std::optional<std::string> read_string_info(CURL* curl, CURLINFO info);
 
 } // namespace nyx

@@ -29,7 +29,7 @@ nyx_utils::NodeStatus gather(VOSHealthReporter& reporter)
         status.last_accepted = sending.last_accepted;
     status.failures_in_a_row = sending.failures_in_a_row;
     status.last_failure = sending.last_failure;
-    status.resolver = nyx::to_text(reporter.client().resolver_state());
+    status.resolver = nyx::to_string(reporter.client().resolver_state());
     if (const auto servers = reporter.client().count_name_servers())
         status.name_servers = static_cast<std::uint32_t>(*servers);
     status.longest_stall_ms = static_cast<std::uint32_t>(nyx::NYXEventBase::longest_stall_ms());

@@ -72,7 +72,7 @@ bool UDPClient::connect(unsigned int address, int port, int timeout_ms,
     }
     if (timeout_ms >= 0)
         set_timeout_ms(static_cast<unsigned int>(timeout_ms));
-    logger().debug("connect", ": Trying to connect NS:  ", server_text());
+    logger().debug("connect", ": Trying to connect NS:  ", server_address());
     if (m_buffer->socket_connect(address, static_cast<unsigned short>(port)))
         return true;
     logger().warning("connect", " Connect return with error");
@@ -124,7 +124,7 @@ bool UDPClient::set_timeout_ms(unsigned int milliseconds)
     return m_buffer->set_timeouts(&timeout, &timeout);
 }
 
-std::string UDPClient::server_text() const
+std::string UDPClient::server_address() const
 {
     return text::dotted_quad(in_addr{m_server});
 }
@@ -151,9 +151,9 @@ void UDPClient::eventcb(short events, void* arg)
         return;
     }
     if ((events & buffer_error) != 0)
-        logger().warning("eventcb", ": Connection error to server: ", self.server_text());
+        logger().warning("eventcb", ": Connection error to server: ", self.server_address());
     else if ((events & buffer_timeout) != 0)
-        logger().warning("eventcb", ": Connection timeout to server: ", self.server_text());
+        logger().warning("eventcb", ": Connection timeout to server: ", self.server_address());
     else
         logger().error("eventcb", ": Unknown event");
     self.on_connect_failure();

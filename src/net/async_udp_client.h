@@ -46,7 +46,7 @@ protected:
     void cleanup();
     bool set_timeout_ms(unsigned int milliseconds);
     /// The server's address in dotted-quad form.
-    std::string server_text() const;
+    std::string server_address() const;
 
     std::unique_ptr<NYXBufferEvent> m_buffer; ///< null until there is a socket
 

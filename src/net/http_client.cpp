@@ -300,8 +300,8 @@ void HttpClient::read_outcome()
     long status = 0;
     curl_easy_getinfo(m_curl.get(), CURLINFO_RESPONSE_CODE, &status);
     m_response_code = status;
-    m_primary_ip = read_text_info(m_curl.get(), CURLINFO_PRIMARY_IP).value_or(m_primary_ip);
-    m_local_ip = read_text_info(m_curl.get(), CURLINFO_LOCAL_IP).value_or(m_local_ip);
+    m_primary_ip = read_string_info(m_curl.get(), CURLINFO_PRIMARY_IP).value_or(m_primary_ip);
+    m_local_ip = read_string_info(m_curl.get(), CURLINFO_LOCAL_IP).value_or(m_local_ip);
     if (status == 200) {
         logger().info("HTTP request completed successfully.");
         m_last_success_time = std::time(nullptr);

@@ -13,7 +13,7 @@ namespace nyx {
 
 using NSList = std::list<in_addr_t>; ///< addresses in network order
 
-/// `system_servers`, each once, and behind them the public servers 8.8.8.8 and
+/// `system_servers`, each once, followed by the public servers 8.8.8.8 and
 /// 1.1.1.1 unless they are among them. Pure.
 NSList build_ns_list(const NSList& system_servers);
 

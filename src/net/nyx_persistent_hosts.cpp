@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* file_name = "persistent_hosts.txt";
 constexpr std::size_t most_named_lines = 20; ///< malformed ones; the rest is counted
-constexpr std::size_t longest_name = 4096;   ///< of the program, for its folder
+constexpr std::size_t longest_name = 4096;   ///< of the program, for its directory
 
 SupLogger& logger()
 {
@@ -24,7 +24,7 @@ SupLogger& logger()
     return instance;
 }
 
-std::string program_folder()
+std::string program_directory()
 {
     const std::filesystem::path program =
         std::string(program_invocation_name).substr(0, longest_name);
@@ -61,7 +61,7 @@ std::string format_persistent_hosts(const HostsTable& table)
     return text;
 }
 
-PersistentHosts::PersistentHosts() : m_path(program_folder() + "/" + file_name) {}
+PersistentHosts::PersistentHosts() : m_path(program_directory() + "/" + file_name) {}
 
 PersistentHosts::PersistentHosts(const std::string& owner)
     : m_path(std::string(program_invocation_name) + "_" + owner + "_" + file_name)

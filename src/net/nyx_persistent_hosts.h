@@ -29,7 +29,7 @@ std::string format_persistent_hosts(const HostsTable& table);
 /// goes in and what comes out. Failures are logged; nothing throws.
 class PersistentHosts {
 public:
-    /// "persistent_hosts.txt" in the folder of the program's invocation name.
+    /// "persistent_hosts.txt" in the directory of the program's invocation name.
     PersistentHosts();
     /// The program's invocation name, "_", `owner`, "_persistent_hosts.txt".
     explicit PersistentHosts(const std::string& owner);

@@ -169,7 +169,7 @@ void NYXResolver::on_readcb()
 void NYXResolver::drop_datagram()
 {
     if (++m_dropped == 1)
-        logger().warning("on_readcb", " dropped a datagram from ", server_text(),
+        logger().warning("on_readcb", " dropped a datagram from ", server_address(),
                          " that is no answer to the query, hostname: ", m_response.host);
     const auto left_ms = remaining_ms();
     if (left_ms > 0) {
@@ -201,11 +201,11 @@ void NYXResolver::act_on(DnsReply reply)
     finished();
 }
 
-/// How many, once the server needs no more patience.
+/// Their number, once no more of them are waited for.
 void NYXResolver::log_dropped() const
 {
     if (m_dropped > 1)
-        logger().warning("NYXResolver: dropped ", m_dropped, " datagrams from ", server_text(),
+        logger().warning("NYXResolver: dropped ", m_dropped, " datagrams from ", server_address(),
                          " in all, hostname: ", m_response.host);
 }
 
@@ -213,7 +213,7 @@ void NYXResolver::log_dropped() const
 void NYXResolver::recharge_resolver()
 {
     log_dropped();
-    cleanup(); // what this server still sends finds nobody
+    cleanup(); // what this server still sends is not read
     NSManeger::instance().notify_ns_status(m_servers.front(), true);
     m_servers.pop_front();
     m_start_event.charge(0);

@@ -24,12 +24,12 @@ SupLogger& logger()
     return instance;
 }
 
-std::list<std::string> to_texts(const std::list<in_addr>& addresses)
+std::list<std::string> dotted_quads(const std::list<in_addr>& addresses)
 {
-    std::list<std::string> texts;
+    std::list<std::string> strings;
     for (const auto& address : addresses)
-        texts.push_back(text::dotted_quad(address));
-    return texts;
+        strings.push_back(text::dotted_quad(address));
+    return strings;
 }
 
 /// A TTL with its top bit set counts as 0: nobody means 68 years and more.
@@ -104,7 +104,7 @@ bool Resolver::answer_at_once(const std::string& host, const std::string& static
     }
     std::list<in_addr> found;
     if (Helper::try_static_resolution(host, found, static_table)) {
-        addresses = to_texts(found);
+        addresses = dotted_quads(found);
         m_state = ResolverState::hosts_file;
         logger().debug("Static resolutions for [", host, "]");
         callback(false, host.c_str(), static_ttl_sec, addresses, context);
@@ -169,7 +169,7 @@ bool Resolver::keep_answer(const NYXResponse& response, const std::string& host,
                            std::list<std::string>& addresses) const
 {
     try {
-        addresses = to_texts(response.addresses);
+        addresses = dotted_quads(response.addresses);
         if (m_cache_enabled && !addresses.empty())
             DNSCache::shared().save_answer(host, signed_ttl(response.ttl), addresses);
         return true;

@@ -14,7 +14,7 @@ enum class ResolverState {
 };
 
 /// The word for `state` in the node status. Pure.
-constexpr const char* to_text(ResolverState state)
+constexpr const char* to_string(ResolverState state)
 {
     switch (state) {
     case ResolverState::unused:

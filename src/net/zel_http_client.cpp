@@ -264,7 +264,7 @@ bool ZELHttpClient::compute_hmac(const std::string& data, std::string& key, std:
         logger().error("compute_hmac: Couldn't decode HMAC secret");
         return false;
     }
-    token = m_crypto.hmac(signing_text(data, now_ms, period_ms), secret, Crypto::sha256);
+    token = m_crypto.hmac(string_to_sign(data, now_ms, period_ms), secret, Crypto::sha256);
     return !token.empty();
 }
 

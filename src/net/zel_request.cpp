@@ -8,7 +8,7 @@ constexpr int fastest_level = 1;
 
 } // namespace
 
-std::string signing_text(const std::string& body, std::uint64_t now_ms, unsigned int period_ms)
+std::string string_to_sign(const std::string& body, std::uint64_t now_ms, unsigned int period_ms)
 {
     return body + std::to_string(now_ms / period_ms);
 }

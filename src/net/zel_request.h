@@ -12,13 +12,13 @@ namespace nyx {
 /// How a request proves who sent it.
 struct Signature {
     std::string key;   ///< identifies the shared secret
-    std::string token; ///< HMAC of signing_text()
+    std::string token; ///< HMAC of string_to_sign()
 };
 
-/// The text whose HMAC is the token: `body` and the number of the `period_ms`
+/// The string whose HMAC is the token: `body` and the number of the `period_ms`
 /// in which `now_ms` lies. The server makes it from its own clock, so a token
 /// dies with its period. `period_ms` is not 0.
-std::string signing_text(const std::string& body, std::uint64_t now_ms, unsigned int period_ms);
+std::string string_to_sign(const std::string& body, std::uint64_t now_ms, unsigned int period_ms);
 
 /// `url` with the signature, if any, and `query_args` (without leading "?" or
 /// "&", may be empty) as its query.
@@ -33,7 +33,7 @@ struct EncodedBody {
 };
 
 /// `body`, compressed if `gzip`. When that fails the body is lost: the request
-/// goes out empty, which tells the server that the sender lives.
+/// goes out empty, which says to the server that the sender is alive.
 EncodedBody encode_body(const std::string& body, bool gzip,
                         Compressor compress = &Helper::gzip_buffer);
 

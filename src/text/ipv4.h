@@ -1,4 +1,4 @@
-// IPv4 addresses as text.
+// IPv4 addresses as strings.
 #pragma once
 
 #include <arpa/inet.h>
@@ -7,11 +7,11 @@
 
 namespace text {
 
-/// `address` in dotted-quad form.
+/// `address` in dotted-quad form. Pure.
 inline std::string dotted_quad(const in_addr& address)
 {
-    char text[INET_ADDRSTRLEN];
-    return ::inet_ntop(AF_INET, &address, text, sizeof text);
+    char quad[INET_ADDRSTRLEN];
+    return ::inet_ntop(AF_INET, &address, quad, sizeof quad);
 }
 
 } // namespace text
