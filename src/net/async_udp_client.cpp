@@ -2,6 +2,7 @@
 
 #include "platform/logger/sup_logger.h"
 #include "text/ipv4.h"
+#include "text/result.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -28,16 +29,17 @@ bool bind_to(int fd, const std::string& source_address)
            ::bind(fd, reinterpret_cast<const sockaddr*>(&source), sizeof source) == 0;
 }
 
-/// What failed in making `fd` ready; null when nothing did.
-const char* prepare(int fd, const std::string& source_address)
+/// Binds `fd`, unless `source_address` is empty, and makes it non-blocking and
+/// close-on-exec. The reasons are what log readers know, blanks and all.
+text::Outcome prepare(int fd, const std::string& source_address)
 {
     if (!source_address.empty() && !bind_to(fd, source_address))
-        return " Unable to bind socket ";
+        return text::Failure{" Unable to bind socket "};
     if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK) != 0)
-        return " Unable to set socket to non blocking ";
+        return text::Failure{" Unable to set socket to non blocking "};
     if (::fcntl(fd, F_SETFD, FD_CLOEXEC) != 0)
-        return " Unable to set socket close on exec";
-    return nullptr;
+        return text::Failure{" Unable to set socket close on exec"};
+    return text::done();
 }
 
 } // namespace
@@ -51,8 +53,9 @@ int UDPClient::create_socket(const std::string& source_address)
     }
     if (!source_address.empty())
         logger().debug("create_socket", ": Using source address ", source_address);
-    if (const char* failure = prepare(fd.get(), source_address)) {
-        logger().error("create_socket", failure);
+    const auto prepared = prepare(fd.get(), source_address);
+    if (!prepared) {
+        logger().error("create_socket", prepared.reason());
         return -1;
     }
     m_socket = std::move(fd);

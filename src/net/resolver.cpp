@@ -155,27 +155,28 @@ void Resolver::complete(const NYXResponse& response, Request& request)
     m_state = failed ? ResolverState::failing : ResolverState::fresh;
     // The callback may destroy this resolver: nothing of it is used after.
     const auto done = extract_request(&request);
-    std::list<std::string> addresses;
-    if (failed || !keep_answer(response, done->host, addresses)) {
-        addresses.clear();
-        done->callback(true, nullptr, no_ttl, addresses, done->context);
+    if (auto addresses = failed ? std::nullopt : keep_answer(response, done->host)) {
+        done->callback(false, done->host.c_str(), signed_ttl(response.ttl), *addresses,
+                       done->context);
         return;
     }
-    done->callback(false, done->host.c_str(), signed_ttl(response.ttl), addresses, done->context);
+    std::list<std::string> none;
+    done->callback(true, nullptr, no_ttl, none, done->context);
 }
 
-/// False, logged, when memory runs out: whoever asked is to hear of it all the same.
-bool Resolver::keep_answer(const NYXResponse& response, const std::string& host,
-                           std::list<std::string>& addresses) const
+/// The addresses, cached too. Nothing, logged, when memory runs out: whoever
+/// asked is to hear of it all the same.
+std::optional<std::list<std::string>> Resolver::keep_answer(const NYXResponse& response,
+                                                            const std::string& host) const
 {
     try {
-        addresses = dotted_quads(response.addresses);
+        auto addresses = dotted_quads(response.addresses);
         if (m_cache_enabled && !addresses.empty())
             DNSCache::shared().save_answer(host, signed_ttl(response.ttl), addresses);
-        return true;
+        return addresses;
     } catch (const std::exception& error) {
         logger().error("response_function_cb", " [", host, "] ", error.what());
-        return false;
+        return std::nullopt;
     }
 }
 

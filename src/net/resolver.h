@@ -6,6 +6,7 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace nyx {
@@ -54,8 +55,8 @@ private:
                         ResolveCallback callback, void* context);
     bool start_query(Request& request);
     void complete(const NYXResponse& response, Request& request);
-    bool keep_answer(const NYXResponse& response, const std::string& host,
-                     std::list<std::string>& addresses) const;
+    std::optional<std::list<std::string>> keep_answer(const NYXResponse& response,
+                                                      const std::string& host) const;
     std::unique_ptr<Request> extract_request(void* request);
 
     bool m_cache_enabled;
