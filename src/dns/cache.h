@@ -1,10 +1,11 @@
 // The answers of name servers, kept for as long as they are good.
 #pragma once
 
-#include "utils/nyx_helper.h"
+#include "platform/clock/monotonic.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <list>
 #include <map>
 #include <string>
@@ -17,7 +18,7 @@ using Clock = timespec (*)(); ///< a monotonic clock
 class DNSAnswer {
 public:
     DNSAnswer(std::string host, std::list<std::string> addresses, int ttl_sec,
-              Clock clock = &Helper::get_clock);
+              Clock clock = &platform::monotonic_now);
 
     void update(std::list<std::string> addresses, int ttl_sec);
     /// The first address becomes the last.
@@ -42,7 +43,7 @@ class DNSCache {
 public:
     static constexpr std::size_t max_size = 1000;
 
-    explicit DNSCache(Clock clock = &Helper::get_clock) : m_clock(clock) {}
+    explicit DNSCache(Clock clock = &platform::monotonic_now) : m_clock(clock) {}
     /// The one that the resolvers of this process share.
     static DNSCache& shared();
 

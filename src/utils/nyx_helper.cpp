@@ -1,6 +1,7 @@
 #include "utils/nyx_helper.h"
 
 #include "common/nyx_configurator.h"
+#include "platform/clock/monotonic.h"
 #include "platform/file/text_file.h"
 #include "utils/commands.h"
 
@@ -67,9 +68,7 @@ std::string Helper::get_timestamp_gmt_format()
 
 timespec Helper::get_clock()
 {
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return now;
+    return platform::monotonic_now();
 }
 
 std::int64_t Helper::get_clock_diff_ms(const timespec& later, const timespec& earlier)

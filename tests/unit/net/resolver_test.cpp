@@ -4,6 +4,7 @@
 #include "net/async_udp_client.h"
 #include "support/captured_log.h"
 #include "unit/dns/dns_packet.h"
+#include "utils/nyx_helper.h"
 
 #include <gtest/gtest.h>
 
