@@ -1,10 +1,10 @@
 #include "net/http_client.h"
 
+#include "http/curl_library.h"
 #include "http/headers.h"
+#include "http/options.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/nyx_crypto.h"
-
-#include <sys/socket.h>
 
 #include <stdexcept>
 #include <string>
@@ -14,84 +14,45 @@ namespace nyx {
 
 namespace {
 
-constexpr long upload_buffer_size = 2 * 1024 * 1024; // the largest that libcurl takes
-
 SupLogger& logger()
 {
     static SupLogger& instance = SupLogger::get_instance("HttpClient");
     return instance;
 }
 
-/// libcurl's process-wide state. libcurl does not look whether OpenSSL's, which it
-/// sets up on the way, is whole; where it is not, no transfer ever succeeds.
-struct CurlLibrary {
-    CurlLibrary()
+/// What every client needs. Where a part of OpenSSL's state is missing, no
+/// transfer ever succeeds.
+struct Libraries {
+    Libraries()
     {
-        if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK || !Crypto::is_library_ready())
+        if (!curl.is_ready() || !Crypto::is_library_ready())
             throw std::runtime_error("ERROR Fail to set up libcurl or OpenSSL");
     }
-    CurlLibrary(const CurlLibrary&) = delete;
-    CurlLibrary& operator=(const CurlLibrary&) = delete;
-    ~CurlLibrary() { curl_global_cleanup(); }
+
+    CurlLibrary curl;
 };
 
-/// libcurl does not look whether it could make its socket non-blocking; a
-/// blocking one would hold the loop.
-curl_socket_t open_socket(void*, curlsocktype, curl_sockaddr* address) noexcept
+/// False, and one error record, when `outcome` is a failure.
+bool succeeded(const text::Outcome& outcome)
 {
-    return ::socket(address->family, address->socktype | SOCK_NONBLOCK | SOCK_CLOEXEC,
-                    address->protocol);
-}
-
-/// Options that hold for every request of the client.
-void set_lasting_options(CURL* curl, bool reuse_connections)
-{
-    curl_easy_setopt(curl, CURLOPT_FORBID_REUSE, reuse_connections ? 0L : 1L);
-    // At most one buffer leaves per step, and a report of 2.7 MB must leave in few.
-    curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, upload_buffer_size);
-    // HTTP/2 would need a step per flow-control window of 64 KiB.
-    curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    // A large body would else wait a second for a "100 Continue" that many servers never send.
-    curl_easy_setopt(curl, CURLOPT_EXPECT_100_TIMEOUT_MS, 1L);
-    // Requests are addressed by IP: the name check would fail them all.
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
-    // The server is reached directly; a proxy of some shell's environment is not ours.
-    curl_easy_setopt(curl, CURLOPT_PROXY, "");
-    // Nothing but the web: a wrong URL or a redirect must not read local files.
-    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, &open_socket);
-    // CURLOPT_NOSIGNAL stays off: libcurl then shields its own writes from SIGPIPE.
+    if (!outcome)
+        logger().error(outcome.reason());
+    return static_cast<bool>(outcome);
 }
 
 } // namespace
 
-unsigned long write_callback(char* data, unsigned long size, unsigned long count,
-                             void* user) noexcept
-{
-    auto& text = *static_cast<std::string*>(user);
-    const unsigned long length = size * count;
-    if (length > largest_response - text.size())
-        return 0;
-    try {
-        text.append(data, length);
-    } catch (...) {
-        return 0;
-    }
-    return length;
-}
-
 HttpClient::HttpClient(bool reuse_connections)
 {
-    static const CurlLibrary library;
+    static const Libraries libraries;
     m_curl_multi.reset(curl_multi_init());
     if (!m_curl_multi)
         throw std::runtime_error("ERROR Fail to create m_curl multi handle for post method");
     m_curl.reset(curl_easy_init());
     if (!m_curl)
         throw std::runtime_error("ERROR Fail to create m_curl handle for post method");
-    set_option(CURLOPT_SOCKOPTFUNCTION, &HttpClient::sockopt_callback);
-    set_option(CURLOPT_SOCKOPTDATA, this);
+    curl_easy_setopt(m_curl.get(), CURLOPT_SOCKOPTFUNCTION, &HttpClient::sockopt_callback);
+    curl_easy_setopt(m_curl.get(), CURLOPT_SOCKOPTDATA, this);
     if (reuse_connections)
         logger().info("Connection re-use enabled.");
     set_lasting_options(m_curl.get(), reuse_connections);
@@ -121,7 +82,11 @@ bool HttpClient::init_post_request_async(const std::string& url, const std::stri
                                          const std::string& body, bool gzip, long timeout_sec)
 {
     logger().info("Request full URL: ", url);
-    if (refuse_second_request() || !set_post_options(url, body, client_cert_path, timeout_sec))
+    if (refuse_second_request())
+        return false;
+    m_response.clear(); // or responses to POSTs would pile up after the last GET's
+    const RequestOptions request{url, client_cert_path, timeout_sec, get_bind_interface()};
+    if (!succeeded(set_post_options(m_curl.get(), request, body)))
         return false;
     return queue(create_headers(host, "", "", true, gzip),
                  "Successfully queued HTTP request for sending.");
@@ -132,7 +97,12 @@ bool HttpClient::init_get_request_async(const std::string& url, const std::strin
                                         const std::string& date, const std::string& authorization,
                                         long timeout_sec)
 {
-    if (refuse_second_request() || !set_get_options(url, client_cert_path, head_only, timeout_sec))
+    if (refuse_second_request())
+        return false;
+    m_response.clear();
+    const RequestOptions request{url, client_cert_path, timeout_sec, get_bind_interface()};
+    if (!succeeded(set_interface(m_curl.get(), m_bind_interface)) ||
+        !succeeded(set_get_options(m_curl.get(), request, head_only, m_response)))
         return false;
     return queue(create_headers(host, date, authorization, false, false),
                  "Successfully queued HTTP GET request.");
@@ -156,84 +126,16 @@ bool HttpClient::refuse_second_request()
     return true;
 }
 
-// Nothing points libcurl's write function anywhere: a POST's response goes
-// where the last GET sent it, or to standard output. Nobody uses it.
-bool HttpClient::set_post_options(const std::string& url, const std::string& body,
-                                  const std::string& client_cert_path, long timeout_sec)
-{
-    m_response.clear(); // or responses to POSTs would pile up behind the last GET's
-    CURLcode set = set_option(CURLOPT_URL, url.c_str());
-    if (set != CURLE_OK) {
-        logger().error("Failed setting URL: ", set);
-        return false;
-    }
-    set = set_option(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-    if (set == CURLE_OK)
-        set = set_option(CURLOPT_COPYPOSTFIELDS, body.c_str());
-    if (set != CURLE_OK) {
-        logger().error("Failed setting HTTP body (COPYPOSTFIELDS): ", set);
-        return false;
-    }
-    if (!set_security_and_timeout(client_cert_path, timeout_sec))
-        return false;
-    if (const auto interface = get_bind_interface(); !interface.empty())
-        set_option(CURLOPT_INTERFACE, interface.c_str());
-    return true;
-}
-
-bool HttpClient::set_get_options(const std::string& url, const std::string& client_cert_path,
-                                 bool head_only, long timeout_sec)
-{
-    m_response.clear();
-    set_option(CURLOPT_URL, url.c_str());
-    if (!m_bind_interface.empty() &&
-        set_option(CURLOPT_INTERFACE, m_bind_interface.c_str()) != CURLE_OK) {
-        logger().error("Failed setting bind interface");
-        return false;
-    }
-    set_option(CURLOPT_HTTPGET, 1L);
-    set_option(CURLOPT_NOBODY, head_only ? 1L : 0L);
-    set_option(CURLOPT_HEADER, head_only ? 1L : 0L);
-    set_option(CURLOPT_WRITEFUNCTION, &write_callback);
-    set_option(CURLOPT_WRITEDATA, &m_response);
-    if (!set_security_and_timeout(client_cert_path, timeout_sec))
-        return false;
-    if (set_option(CURLOPT_FOLLOWLOCATION, 1L) != CURLE_OK) {
-        logger().error("Failed setting a follow location option");
-        return false;
-    }
-    if (const auto interface = get_bind_interface(); !interface.empty())
-        set_option(CURLOPT_INTERFACE, interface.c_str());
-    return true;
-}
-
-bool HttpClient::set_security_and_timeout(const std::string& client_cert_path, long timeout_sec)
-{
-    if (!client_cert_path.empty()) {
-        set_option(CURLOPT_SSLCERTTYPE, "PEM");
-        set_option(CURLOPT_SSLCERT, client_cert_path.c_str());
-    }
-    if (set_option(CURLOPT_SSL_VERIFYPEER, 0L) != CURLE_OK) {
-        logger().error("Failed setting SSL host verification");
-        return false;
-    }
-    if (set_option(CURLOPT_TIMEOUT, timeout_sec) != CURLE_OK) {
-        logger().error("Failed setting request timeout");
-        return false;
-    }
-    return true;
-}
-
 CurlList HttpClient::create_headers(const std::string& host, const std::string& date,
                                     const std::string& authorization, bool json_body, bool gzip)
 {
     auto headers = make_header_list(host, date, authorization, json_body, gzip);
-    if (headers && set_option(CURLOPT_HTTPHEADER, headers.get()) != CURLE_OK)
+    if (headers && curl_easy_setopt(m_curl.get(), CURLOPT_HTTPHEADER, headers.get()) != CURLE_OK)
         headers.reset();
     return headers;
 }
 
-bool HttpClient::queue(CurlList headers, const char* queued_text)
+bool HttpClient::queue(CurlList headers, const char* queued_record)
 {
     if (!headers) {
         // A GET says so too.
@@ -250,7 +152,7 @@ bool HttpClient::queue(CurlList headers, const char* queued_text)
     m_response_received = false;
     m_request_succeeded = false;
     m_failure.clear();
-    logger().info(queued_text);
+    logger().info(queued_record);
     return true;
 }
 
@@ -321,14 +223,15 @@ void HttpClient::set_failure(const char* why) noexcept
     try {
         m_failure = why;
     } catch (...) {
-        return; // the flag of success tells enough
+        return; // the flag of success says enough
     }
 }
 
 void HttpClient::clean_http_requests()
 {
     curl_multi_remove_handle(m_curl_multi.get(), m_curl.get());
-    set_option(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr)); // the lists go now
+    // The lists go now.
+    curl_easy_setopt(m_curl.get(), CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
     m_headers.clear();
     m_async_running = false;
 }

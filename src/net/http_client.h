@@ -3,6 +3,7 @@
 #pragma once
 
 #include "http/curl_handle.h"
+#include "http/response_body.h"
 #include "http/transfer_info.h"
 
 #include <cstdint>
@@ -11,15 +12,6 @@
 #include <string>
 
 namespace nyx {
-
-/// No response is collected beyond this many bytes.
-constexpr std::size_t largest_response = 64 * 1024 * 1024;
-
-/// Appends `size` times `count` bytes to the std::string that `user` points to.
-/// Returns their number; 0, which ends the transfer, when the text would exceed
-/// largest_response or memory is short.
-unsigned long write_callback(char* data, unsigned long size, unsigned long count,
-                             void* user) noexcept;
 
 /// One libcurl easy handle on one multi handle. Queue a request, then call
 /// continue_send() until is_async_running() turns false; the outcome is then
@@ -90,8 +82,8 @@ protected:
     /// The interface or address to send from; empty leaves it to the kernel.
     virtual std::string get_bind_interface() { return {}; }
 
-    /// Puts the request's headers on the handle. Null when libcurl refuses
-    /// them; they must else live as long as the request.
+    /// Puts the request's headers on the handle; the list must live as long as
+    /// the request. Null when libcurl refuses it.
     CurlList create_headers(const std::string& host, const std::string& date,
                             const std::string& authorization, bool json_body, bool gzip);
 
@@ -104,20 +96,9 @@ private:
     static int sockopt_callback(void* client, curl_socket_t fd, curlsocktype purpose) noexcept;
 
     bool refuse_second_request();
-    bool set_post_options(const std::string& url, const std::string& body,
-                          const std::string& client_cert_path, long timeout_sec);
-    bool set_get_options(const std::string& url, const std::string& client_cert_path,
-                         bool head_only, long timeout_sec);
-    bool set_security_and_timeout(const std::string& client_cert_path, long timeout_sec);
-    bool queue(CurlList headers, const char* queued_text);
+    bool queue(CurlList headers, const char* queued_record);
     void finish_transfer(CURLcode result);
     void read_outcome();
-
-    template <typename Value>
-    CURLcode set_option(CURLoption option, Value value)
-    {
-        return curl_easy_setopt(m_curl.get(), option, value);
-    }
 
     CurlMultiHandle m_curl_multi; ///< outlives the easy handle
     CurlHandle m_curl;
