@@ -17,17 +17,20 @@ using Clock = timespec (*)(); ///< a monotonic clock
 /// The addresses of one host, in the order in which they are handed out next.
 class DNSAnswer {
 public:
+    /// Good for `ttl_sec` seconds from now.
     DNSAnswer(std::string host, std::list<std::string> addresses, int ttl_sec,
               Clock clock = &platform::monotonic_now);
 
+    /// Replaces the addresses; they are good for `ttl_sec` seconds from now.
     void update(std::list<std::string> addresses, int ttl_sec);
     /// The first address becomes the last.
     void rotate();
 
     /// The time `ttl_sec` seconds from now, in milliseconds on the clock.
     std::uint64_t get_expiration_time(int ttl_sec) const;
+    /// Whether its time is over.
     bool is_expired() const;
-    /// Whole seconds left; 0 when the time is over.
+    /// Whole seconds left; 0 when the time is over, which is logged.
     int get_ttl() const;
     const std::list<std::string>& addresses() const { return m_addresses; }
 
@@ -53,8 +56,11 @@ public:
     /// The answer for `host`, expired or not; null when there is none. Owned by
     /// the cache, good until the cache changes.
     DNSAnswer* get_answer(const std::string& host);
+    /// Removes the answer for `host`, if there is one.
     void del_answer(const std::string& host);
+    /// Removes the answers whose time is over.
     void clear_expired();
+    /// Removes all answers.
     void clear_cache();
     std::size_t size() const { return m_answers.size(); }
 

@@ -16,7 +16,7 @@ struct NYXResponse {
     static constexpr int status_good = 0;
     static constexpr int status_next_server = 2;
 
-    std::string host;
+    std::string host; ///< as it was asked for
     int status{status_good};
     std::list<in_addr> addresses; ///< in the order of the answer; may be empty
     /// The smallest TTL met, in seconds; all bits set when there was none.

@@ -20,9 +20,14 @@ public:
     UDPClient(const UDPClient&) = delete;
     UDPClient& operator=(const UDPClient&) = delete;
 
+    /// The socket is connected; nothing has been sent.
     virtual void on_connect_success() = 0;
+    /// The connect, or the socket since, has failed or timed out: one record
+    /// says which.
     virtual void on_connect_failure() = 0;
+    /// All that was written has been sent.
     virtual void on_writecb() = 0;
+    /// A datagram, maybe an empty one, waits in m_buffer.
     virtual void on_readcb() = 0;
     virtual ~UDPClient() = default;
 
@@ -36,6 +41,7 @@ public:
     bool connect(unsigned int address, int port, int timeout_ms, const std::string& source_address);
 
 protected:
+    /// The buffer event's callbacks; `arg` is the UDPClient.
     static void eventcb(short events, void* arg);
     static void readcb(void* arg);
     static void writecb(void* arg);
@@ -44,6 +50,8 @@ protected:
     void await_datagrams();
     /// Closes the socket; nothing is called back until the next connect().
     void cleanup();
+    /// Bounds the wait for the next datagram, and for the next sending. False,
+    /// and one error record, on failure.
     bool set_timeout_ms(unsigned int milliseconds);
     /// The server's address in dotted-quad form.
     std::string server_address() const;

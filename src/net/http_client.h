@@ -69,6 +69,7 @@ public:
     /// HTTP status of the last finished transfer; 503 when nobody listens, 408
     /// after a time-out; any other failure leaves the one before. 0 at first.
     std::int64_t get_response_code() const { return m_response_code; }
+    /// What the last GET collected, whatever its status.
     const std::string& get_response() const { return m_response; }
     /// Of the last transfer that ended with status 200.
     const TransferStatistics& get_statistics() const { return m_statistics; }

@@ -49,6 +49,7 @@ public:
     /// local server is used the list stays, and `rebuild` adds 127.0.0.1 to it.
     void update_ns(bool rebuild);
 
+    /// The list as it is now, the best server first.
     NSList get_ns_copy() const { return m_servers; }
 
     /// Moves a server that `failed` to the back, one that answered to the

@@ -13,7 +13,7 @@ using HostsTable = std::map<std::string, std::list<std::string>>;
 
 struct ParsedHosts {
     HostsTable table;
-    std::size_t malformed{};
+    std::size_t malformed{};                  ///< lines
     std::vector<std::size_t> malformed_lines; ///< numbers, from 1, of the first few
 };
 

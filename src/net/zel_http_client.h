@@ -37,6 +37,7 @@ public:
                   AConfigurator* configurator, bool hmac_enabled);
     ~ZELHttpClient() override;
 
+    /// As HttpClient's; true too while the name is being resolved.
     bool is_async_running() const override;
     /// As HttpClient's; true at once while the name is being resolved.
     bool continue_send() override;
