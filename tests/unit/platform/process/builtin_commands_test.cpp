@@ -49,12 +49,14 @@ pid_t spawn(
     return pid;
 }
 
+/// Ends it and all below it, which become our children one after another.
 void end(pid_t pid)
 {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     ::kill(pid, SIGKILL);
     while (::waitpid(-1, nullptr, 0) > 0) {
     }
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0); // orphans of other tests are not ours to keep
 }
 
 void spawn_all_kinds(int depth)
