@@ -1,6 +1,4 @@
 #include "common/nyx_configurator.h"
-#include "config/port_ranges.h"
-#include "config/tree_merge.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 
@@ -9,29 +7,6 @@
 using namespace nyx;
 
 namespace {
-
-TEST(PortRanges, are_parsed_and_joined)
-{
-    const struct {
-        std::vector<const char*> given;
-        const char* joined;
-    } cases[] = {
-        {{"80", "8000 - 8010", "79"}, "79-80 8000-8010 "},
-        {{"1-9", "3:4", "11", "5-10"}, "1-11 "},
-        {{"65535", "0", "65534-65535"}, "0 65534-65535 "},
-        {{"", "-", "80-", "-80", "9-8", "65536", "1-2-3", "+1", "0x10", "4 5"}, ""},
-    };
-    for (const auto& one : cases) {
-        std::vector<PortRange> ranges;
-        for (const auto* text : one.given)
-            if (const auto range = parse_port_range(text))
-                ranges.push_back(*range);
-        std::string joined;
-        for (const auto& range : join_port_ranges(ranges))
-            joined += port_range_text(range) + ' ';
-        EXPECT_EQ(joined, one.joined);
-    }
-}
 
 class SmartMerge : public testing::TestWithParam<const char*> {
 protected:

@@ -1,5 +1,3 @@
-#include "config/setting_literal.h"
-#include "config/source_text.h"
 #include "platform/file/text_file.h"
 #include "support/temp_folder.h"
 #include "utils/nyx_crypto.h"
@@ -100,52 +98,6 @@ TEST_F(Check, whole_file)
                               "F: General.vos_id: missing: the daemon does not start"})
         EXPECT_THAT(check("General = 5; vos_id = 1;"), Contains(StartsWith(start)));
     EXPECT_THAT(check_file(m_folder.file("none")), testing::SizeIs(1));
-}
-
-TEST(ConfigText, sets_one_value_and_keeps_the_rest)
-{
-    const struct {
-        const char* text;
-        const char* path;
-        const char* want;
-    } cases[] = {
-        {"a = 1; // one\n", "a", "a = 9; // one\n"},
-        {"a : \"x\" /* ; */ \"y\\\"\"; b=2", "a", "a : 9; b=2"},
-        {"g = { # }\n  a = 1;\n};\n", "g.a", "g = { # }\n  a = 9;\n};\n"},
-        {"g = {\n    a = 1;\n};\n", "g.b", "g = {\n    a = 1;\n    b = 9;\n};\n"},
-        {"g = { h = { a = 1 } }", "g.h.b", "g = { h = { a = 1 \n        b = 9;\n} }"},
-        {"l = ( { a = 1; }, [ 2 ] ); a = 3", "a", "l = ( { a = 1; }, [ 2 ] ); a = 9"},
-        {"// end", "g.a", "// end\ng = {\n    a = 9;\n};\n"},
-        {"", "a", "a = 9;\n"},
-        {"a = 1;", "a.b", "refused"},
-        {"g = ( 1 );", "g.a", "refused"},
-    };
-    for (const auto& row : cases)
-        EXPECT_EQ(nyx::ConfigText(row.text).with_value(row.path, "9").value_or("refused"),
-                  row.want);
-    for (const char* text : {"\"", "a = \"\\", "a = {", "@include", "/*", "a = ((", "}", "a ="})
-        nyx::ConfigText(text).with_value("a.b", "9"); // whatever it makes of it, it ends
-}
-
-TEST(SettingValue, has_the_type_that_it_looks_like_or_does_not_fit)
-{
-    using enum libconfig::Setting::Type;
-    const std::pair<const char*, const char*> cases[] = {
-        {"-5", "-5"},
-        {"5000000000", "5000000000L"},
-        {"false", "false"},
-        {"1e5", "1e5"},
-        {"nan", "\"nan\""},
-        {"", "\"\""},
-        {"a\"\\\n", "\"a\\\"\\\\\\x0a\""},
-    };
-    for (const auto& [value, want] : cases)
-        EXPECT_EQ(literal_of(value, type_of(value)), want);
-    EXPECT_EQ(literal_of("2", TypeFloat), "2.0");
-    for (const char* value : {"5000000000", "5x", "", "1.5", "true"})
-        EXPECT_EQ(literal_of(value, TypeInt), std::nullopt) << value;
-    EXPECT_EQ(literal_of("1", TypeBoolean), std::nullopt);
-    EXPECT_EQ(literal_of("{}", TypeGroup), std::nullopt);
 }
 
 } // namespace

@@ -1,0 +1,28 @@
+#include "config/source_text.h"
+
+#include <gtest/gtest.h>
+
+TEST(ConfigText, sets_one_value_and_keeps_the_rest)
+{
+    const struct {
+        const char* text;
+        const char* path;
+        const char* want;
+    } cases[] = {
+        {"a = 1; // one\n", "a", "a = 9; // one\n"},
+        {"a : \"x\" /* ; */ \"y\\\"\"; b=2", "a", "a : 9; b=2"},
+        {"g = { # }\n  a = 1;\n};\n", "g.a", "g = { # }\n  a = 9;\n};\n"},
+        {"g = {\n    a = 1;\n};\n", "g.b", "g = {\n    a = 1;\n    b = 9;\n};\n"},
+        {"g = { h = { a = 1 } }", "g.h.b", "g = { h = { a = 1 \n        b = 9;\n} }"},
+        {"l = ( { a = 1; }, [ 2 ] ); a = 3", "a", "l = ( { a = 1; }, [ 2 ] ); a = 9"},
+        {"// end", "g.a", "// end\ng = {\n    a = 9;\n};\n"},
+        {"", "a", "a = 9;\n"},
+        {"a = 1;", "a.b", "refused"},
+        {"g = ( 1 );", "g.a", "refused"},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(nyx::ConfigText(row.text).with_value(row.path, "9").value_or("refused"),
+                  row.want);
+    for (const char* text : {"\"", "a = \"\\", "a = {", "@include", "/*", "a = ((", "}", "a ="})
+        nyx::ConfigText(text).with_value("a.b", "9"); // whatever it makes of it, it ends
+}
