@@ -3,6 +3,7 @@
 #include "dns/cache.h"
 #include "net/async_udp_client.h"
 #include "support/captured_log.h"
+#include "support/temp_folder.h"
 #include "unit/dns/dns_packet.h"
 #include "utils/nyx_helper.h"
 
@@ -104,17 +105,21 @@ struct DnsResolverTest : testing::Test {
     {
         nyx::NSManeger::instance().set_source([list] { return list; });
     }
-    void* ask(nyx::Resolver& resolver, const std::string& host = "zel.example")
+    void* ask(nyx::Resolver& resolver, const std::string& host = "zel.example",
+              const std::string& static_table = "/dev/null")
     {
-        const auto take = [](bool failed, const char*, int, std::list<std::string>& addresses,
-                             void* context) {
+        const auto take = [](bool failed, const char* name, int ttl,
+                             std::list<std::string>& addresses, void* context) {
             auto& self = *static_cast<DnsResolverTest*>(context);
+            EXPECT_EQ(name == nullptr, failed);
             self.outcome = failed ? "failed" : addresses.empty() ? "nothing" : addresses.front();
+            self.last_address = addresses.empty() ? "" : addresses.back();
+            self.ttl_sec = ttl;
             ++self.calls;
             delete std::exchange(self.doomed, nullptr);
             nyx::NYXEventBase::loop_break();
         };
-        return resolver.getaddrinfo_async(host, take, this, "/dev/null");
+        return resolver.getaddrinfo_async(host, take, this, static_table);
     }
     std::string found(int retries = 0, bool cached = false)
     {
@@ -123,10 +128,27 @@ struct DnsResolverTest : testing::Test {
             event_base_dispatch(nyx::NYXEventBase::raw());
         return outcome;
     }
-    std::string outcome;
-    int calls{0};
+    std::string outcome, last_address;
+    int calls{0}, ttl_sec{0};
     nyx::Resolver* doomed{}; ///< destroyed by the callback
 };
+
+TEST_F(DnsResolverTest, answers_at_once_from_what_the_host_knows)
+{
+    const TempFolder folder;
+    const auto table = folder.write("hosts", "192.0.2.1 zel\n192.0.2.2 other zel # zel\n");
+    const CapturedLog log;
+    nyx::Resolver resolver(true, 2, timeout_ms, 0, port);
+    const std::tuple<const char*, const char*, const char*, int> rows[] = {
+        {"192.0.2.7", "192.0.2.7", "192.0.2.7", -1},
+        {"zel", "192.0.2.1", "192.0.2.2", 3600},
+        {"", "failed", "", -1}};
+    for (const auto& [host, first, last, ttl] : rows) {
+        EXPECT_EQ(ask(resolver, host, table), nullptr);
+        EXPECT_EQ(std::tuple(outcome, last_address, ttl_sec), std::tuple(first, last, ttl));
+    }
+    EXPECT_EQ(log.count("[] can not be the name of a host"), 1);
+}
 
 TEST_F(DnsResolverTest, finds_the_server_that_answers_and_learns_the_order)
 {
