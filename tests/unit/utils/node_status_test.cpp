@@ -1,4 +1,3 @@
-#include "platform/crypto/certificate.h"
 #include "utils/node_status.h"
 
 #include <gtest/gtest.h>
@@ -21,5 +20,4 @@ TEST(NodeStatus, takes_of_a_record_only_what_it_knows)
          {std::string(), std::string("[]"), std::string("{"), std::string("\xff"),
           std::string(2000, '['), "{\"x\":\"" + std::string(2048, 'y') + "\"}"})
         EXPECT_EQ(parse_node_status(text), std::nullopt) << text;
-    EXPECT_EQ(platform::parse_certificate_end("-----BEGIN CERTIFICATE-----\nAAAA\n"), std::nullopt);
 }

@@ -1,9 +1,7 @@
 #include "common/nyx_configurator.h"
-#include "platform/file/text_file.h"
 #include "platform/process/program_runner.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
-#include "text/words.h"
 #include "utils/nyx_helper.h"
 
 #include <arpa/inet.h>
@@ -72,22 +70,6 @@ TEST(Helper, identity_comes_from_the_configuration)
     EXPECT_THROW(Helper::get_external_ip(true), std::runtime_error);
     EXPECT_TRUE(Helper::is_kln());
     nyx::TheConfigurator::set_configurator(nullptr);
-}
-
-TEST(TextFile, words_lines_and_numbers)
-{
-    std::string_view text = "  a\tbb \nlast";
-    EXPECT_EQ(text::next_word(text), "a");
-    EXPECT_EQ(text::next_line(text), "\tbb ");
-    EXPECT_EQ(text::next_line(text), "last");
-    EXPECT_EQ(text::next_line(text), std::nullopt);
-    EXPECT_EQ(text::next_word(text), "");
-    EXPECT_EQ(text::to_number<std::uint64_t>("18446744073709551615"), ~std::uint64_t{0});
-    for (const char* bad : {"", "-1", "1x", "18446744073709551616", " 1"})
-        EXPECT_EQ(text::to_number<std::uint64_t>(bad), std::nullopt) << bad;
-    EXPECT_FALSE(platform::read_text_file("/nonexistent"));
-    EXPECT_FALSE(platform::read_text_file("/dev/zero")) << "endless";
-    EXPECT_TRUE(platform::read_text_file("/proc/self/status")->starts_with("Name:"));
 }
 
 TEST(RunCommand, results)
