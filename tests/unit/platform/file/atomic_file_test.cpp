@@ -32,6 +32,17 @@ TEST(ReplaceFile, failure_names_the_path_and_leaves_what_was_there)
     EXPECT_FALSE(std::filesystem::exists(folder.file("folder.tmp")));
 }
 
+TEST(ReplaceFile, nothing_is_written_through_a_link)
+{
+    const TempFolder folder;
+    const auto others = folder.write("others", "old");
+    std::filesystem::create_symlink(others, folder.file("new.tmp"));
+    std::filesystem::create_symlink(folder.file("none"), folder.file("private"));
+    platform::replace_file(folder.file("new"), "new");
+    EXPECT_THROW(platform::create_private_file(folder.file("private"), "x"), std::runtime_error);
+    EXPECT_EQ(folder.read("others") + folder.read("new") + folder.read("none"), "oldnew");
+}
+
 TEST(ReplaceFile, keeps_mode_and_owner)
 {
     const TempFolder folder;
