@@ -78,6 +78,8 @@ TEST_F(SmartMerge, refuses_what_it_can_not_read_or_would_replace)
                   "a: an integer does not fit; the template has a boolean, and its value stays",
                   "n: elements: a text does not fit; the template has an integer, and its value "
                   "stays"}));
+    for (const auto& remark : m_report.remarks)
+        EXPECT_EQ(m_log.count(remark + "\n"), 1);
 }
 
 } // namespace
