@@ -1,7 +1,7 @@
 #include "net/http_client.h"
 
 #include "support/captured_log.h"
-#include "unit/net/report_server.h"
+#include "support/report_server.h"
 
 #include <malloc.h>
 

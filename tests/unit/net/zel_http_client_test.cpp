@@ -1,50 +1,18 @@
 #include "net/zel_http_client.h"
 
 #include "support/captured_log.h"
-#include "unit/net/report_server.h"
+#include "support/report_server.h"
+#include "support/signing_store.h"
 
-#include <cerrno>
-#include <optional>
 #include <stdexcept>
 
 namespace {
 
-const std::map<std::string, std::string> names{
-    {"secret", "General.hmac_secret"}, {"key", "General.key"}, {"timeout", "General.period"}};
 const std::string body = R"({"a":1})";
 
-/// A configuration with the secret "topsecret".
-struct Store {
-    Store()
-    {
-        std::string failure;
-        EXPECT_TRUE(nyx::create_key_file(folder.file("key"), failure)) << failure;
-        program_invocation_name = program.data(); // the hosts file lies beside it
-        const auto sealed =
-            nyx::seal_secret(*nyx::read_key_file(folder.file("key"), failure), "topsecret");
-        const auto conf = folder.write("vos.conf", "General:{hmac_key_file=\"" +
-                                                       folder.file("key") + "\";hmac_secret=\"" +
-                                                       sealed + "\";key=\"dc1\";period=30000;};");
-        store.emplace(conf.c_str(), false);
-        nyx::TheConfigurator::set_configurator(&*store);
-    }
-    Store(const Store&) = delete;
-    Store& operator=(const Store&) = delete;
-    ~Store()
-    {
-        nyx::TheConfigurator::set_configurator(nullptr);
-        program_invocation_name = program_before;
-    }
-
-    TempFolder folder;
-    std::string program = folder.file("prog");
-    char* const program_before = program_invocation_name;
-    std::optional<nyx::AConfigurator> store;
-};
-
 /// A client that signs.
-struct Client : Store, nyx::ZELHttpClient {
-    explicit Client(bool gzip = false) : ZELHttpClient(names, gzip, &*store, true) {}
+struct Client : SigningStore, nyx::ZELHttpClient {
+    explicit Client(bool gzip = false) : ZELHttpClient(names, gzip, &*conf, true) {}
     bool post(const std::string& url)
     {
         return init_post_request_async_resolver(url, "/report", "", body, 10, "a=1");
@@ -68,7 +36,7 @@ TEST(ZelHttpClientTest, token_is_the_hmac_of_body_and_period_number)
 
 TEST(ZelHttpClientTest, signing_needs_the_names_of_its_settings)
 {
-    auto incomplete = names;
+    auto incomplete = SigningStore().names;
     incomplete.erase("key");
     EXPECT_THROW(nyx::ZELHttpClient(incomplete, false, nullptr, true), std::runtime_error);
 }
@@ -88,7 +56,7 @@ TEST(ZelHttpClientTest, only_a_signed_report_is_accepted)
         EXPECT_NE(meta.find(R"("a": [)"), std::string::npos);
         EXPECT_EQ(meta.find("gzip") != std::string::npos, gzip);
     }
-    const Store store;
+    const SigningStore store;
     nyx::ZELHttpClient plain(false, nullptr);
     ASSERT_TRUE(plain.init_post_request_async_resolver(server.url(), "/report", "", body, 10, ""));
     drive(plain);
@@ -124,7 +92,7 @@ TEST(ZelHttpClientTest, a_lost_name_is_looked_for_where_it_was_last)
     // So does the one that runs after a restart.
     EXPECT_EQ(client.folder.read("prog_ZELHttpClient_persistent_hosts.txt"),
               "zel..example 127.0.0.1\n");
-    nyx::ZELHttpClient restarted(names, false, &*client.store, true);
+    nyx::ZELHttpClient restarted(client.names, false, &*client.conf, true);
     EXPECT_TRUE(restarted.init_post_request_async_resolver(lost, "/report", "", body, 10, "a=1"));
     drive(restarted);
     EXPECT_TRUE(restarted.is_request_succeeded());
