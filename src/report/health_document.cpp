@@ -38,7 +38,17 @@ ProcessesManager& processes_manager()
     return manager;
 }
 
-HealthDocument::HealthDocument(nyx::AConfigurator* conf) : m_conf(conf) {}
+HealthDocument::HealthDocument(nyx::AConfigurator* conf)
+    : HealthDocument(conf, "/proc", processes_manager())
+{
+}
+
+HealthDocument::HealthDocument(nyx::AConfigurator* conf, const std::string& proc_root,
+                               ProcessesManager& processes)
+    : m_conf(conf), m_processes(processes), m_machine_info(true, proc_root),
+      m_interface_report(proc_root)
+{
+}
 
 void HealthDocument::load_metadata()
 {
@@ -53,14 +63,13 @@ void HealthDocument::load_metadata()
 Variant HealthDocument::collect(int root_pid)
 {
     auto machine = m_machine_info.generate_machine_info_report();
-    auto& manager = processes_manager();
-    manager.calculate_processes_performance(ProcessesManager::get_allowed_processes(true),
-                                            root_pid);
+    m_processes.calculate_processes_performance(ProcessesManager::get_allowed_processes(true),
+                                                root_pid);
     Variant root = Variant::object();
     root["version"] = document_version;
     root["timestamp"] = nyx::Helper::get_timestamp_gmt_format();
     root["machine-info"] = std::move(machine);
-    root["processes_stats"] = manager.generate_procs_report();
+    root["processes_stats"] = m_processes.generate_procs_report();
     root["processes"] = processes_summary();
     root["datacenter_id"] = m_datacenter_id;
     root["interfaces"] = m_interface_report.collect_network_report();

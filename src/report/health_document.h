@@ -19,6 +19,11 @@ public:
     /// thread; throws what MachineInfo's constructor throws.
     explicit HealthDocument(nyx::AConfigurator* conf);
 
+    /// The same of the proc file system at `proc_root`; its processes are for
+    /// `processes` to measure, which is not owned and must outlive this.
+    HealthDocument(nyx::AConfigurator* conf, const std::string& proc_root,
+                   ProcessesManager& processes);
+
     /// Reads "General.datacenter_id", the one setting that the collectors do
     /// not follow themselves.
     void load_metadata();
@@ -31,8 +36,9 @@ public:
     static std::string transmitted_text(libvariant::Variant root);
 
 private:
-    nyx::AConfigurator* m_conf; ///< not owned
-    nyx_monitor::MachineInfo m_machine_info{true};
+    nyx::AConfigurator* m_conf;    ///< not owned
+    ProcessesManager& m_processes; ///< not owned
+    nyx_monitor::MachineInfo m_machine_info;
     InterfaceStatsReport m_interface_report;
     std::string m_datacenter_id;
 };
