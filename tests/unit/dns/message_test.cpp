@@ -85,7 +85,8 @@ TEST(DnsMessageTest, reads_what_an_answer_says)
         {answer(0, a_record(9)), "next 1"},
         {answer(1, record(1, 9, "abcd", 65535)), "next 1"},
         {answer(1, record(1, 9, "abcd", 2)), "next 1"},
-        {changed(1, 1), "dropped"},                // other id
+        {changed(0, 1), "dropped"},                // other id
+        {changed(1, 1), "dropped"},                // and here
         {changed(2, 0x80), "dropped"},             // no response
         {changed(2, 0x10), "dropped"},             // other operation
         {changed(5, 1), "dropped"},                // no question
