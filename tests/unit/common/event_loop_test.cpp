@@ -5,14 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <malloc.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <stdexcept>
-#include <string>
 #include <thread>
 
 using namespace nyx;
@@ -68,9 +64,7 @@ TEST_F(EventLoop, adding_a_pending_timer_charges_it_again)
 
 TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
 {
-    int first = 0;
-    int second = 0;
-    int other = 0;
+    int first = 0, second = 0, other = 0;
     NYXEventLibEventSignal events[] = {{SIGIO, count_and_break, &first},
                                        {SIGIO, count_and_break, &second},
                                        {SIGUSR2, count_and_break, &other}};
@@ -78,9 +72,7 @@ TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
         ASSERT_TRUE(event.add(event.signal(), -1));
     std::raise(SIGIO);
     m_base.dispatch();
-    EXPECT_EQ(first, 1);
-    EXPECT_EQ(second, 1);
-    EXPECT_EQ(other, 0);
+    EXPECT_EQ(std::tuple(first, second, other), std::tuple(1, 1, 0));
     std::raise(SIGUSR2);
     m_base.dispatch();
     EXPECT_EQ(first + second + other, 3) << "the first delivery must not be served again";
@@ -115,32 +107,31 @@ TEST_F(EventLoop, destroyed_events_leave_nothing_in_the_debug_table)
     EXPECT_LT(::mallinfo2().uordblks, before + 4096);
 }
 
-/// One echo exchange over a listener, a client and the accepted connection.
+/// Two ends of a connection: the server says back what the client says.
 struct Echo {
     NYXEventBase& base;
-    std::unique_ptr<NYXBufferEvent> client;
-    std::unique_ptr<NYXBufferEvent> server;
-    std::string answer;
+    std::unique_ptr<NYXBufferEvent> client{}, server{};
+    std::string answer{};
 
+    static std::string take(NYXBufferEvent& end)
+    {
+        char text[16];
+        return {text, static_cast<std::size_t>(end.read(text, sizeof text))};
+    }
     static void accept(int fd, sockaddr*, void* arg)
     {
         auto& self = *static_cast<Echo*>(arg);
-        self.server = self.base.alloc_buffer_event(
-            fd,
-            [](void* echo) {
-                auto& at = *static_cast<Echo*>(echo)->server;
-                char text[16];
-                const int count = at.read(text, sizeof text);
-                at.write(text, static_cast<std::size_t>(count));
-            },
-            nullptr, nullptr, arg);
+        self.server = self.base.alloc_buffer_event(fd, serve, nullptr, nullptr, arg);
         self.server->enable(EV_READ);
+    }
+    static void serve(void* arg)
+    {
+        auto& server = *static_cast<Echo*>(arg)->server;
+        server.write(take(server).data(), 4);
     }
     static void answered(void* arg)
     {
-        auto& self = *static_cast<Echo*>(arg);
-        char text[16];
-        self.answer.assign(text, static_cast<std::size_t>(self.client->read(text, sizeof text)));
+        static_cast<Echo*>(arg)->answer = take(*static_cast<Echo*>(arg)->client);
         NYXEventBase::loop_break();
     }
 };
@@ -148,7 +139,7 @@ struct Echo {
 TEST_F(EventLoop, buffered_connection_carries_data_both_ways)
 {
     constexpr unsigned short port = 45871;
-    Echo echo{m_base, nullptr, nullptr, ""};
+    Echo echo{m_base};
     const auto listener = m_base.alloc_conn_listener(
         port, LEV_OPT_CLOSE_ON_FREE | LEV_OPT_REUSEABLE, Echo::accept, &echo);
     EXPECT_THROW(m_base.alloc_conn_listener(port, 0, Echo::accept, &echo), std::runtime_error);
