@@ -2,7 +2,7 @@
 
 #include "support/temp_folder.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -20,15 +20,9 @@ TEST(ReplaceFile, failure_names_the_path_and_leaves_what_was_there)
     EXPECT_FALSE(std::filesystem::exists(target + ".tmp"));
 
     std::filesystem::create_directory(folder.file("folder"));
-    for (const auto& path : {folder.file("nowhere/report.json"), folder.file("folder")}) {
-        SCOPED_TRACE(path);
-        try {
-            platform::replace_file(path, "new");
-            ADD_FAILURE() << "written";
-        } catch (const std::runtime_error& error) {
-            EXPECT_NE(std::string(error.what()).find(path), std::string::npos);
-        }
-    }
+    for (const auto& path : {folder.file("nowhere/report.json"), folder.file("folder")})
+        EXPECT_THAT([&path] { platform::replace_file(path, "new"); },
+                    testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr(path)));
     EXPECT_FALSE(std::filesystem::exists(folder.file("folder.tmp")));
 }
 
