@@ -28,14 +28,20 @@ protected:
     }
 };
 
+bool add_one_of_each_type(AConfigurator& conf, const std::string& list)
+{
+    return conf.add_list_element(list, 1) && conf.add_list_element(list, 5000000000L) &&
+           conf.add_list_element(list, true) && conf.add_list_element(list, "c") &&
+           conf.add_list_element(list, std::string("t")) && conf.add_list_element(list, 2.5F) &&
+           conf.add_list_element_group(list) && conf.add_list_element_list(list) &&
+           conf.add_list_element_array(list);
+}
+
 TEST_F(ConfigEdit, operations_tell_and_do)
 {
-    const struct {
-        const char* path;
-        bool (*edit)(AConfigurator&, const std::string&);
-        bool done;
-        int list, array; ///< sizes afterwards
-    } cases[] = {
+    using Edit = bool (*)(AConfigurator&, const std::string&);
+    // What is done, whether it is, and the sizes of a list and of an array afterwards.
+    const std::tuple<const char*, Edit, bool, int, int> cases[] = {
         {"", [](auto& c, auto& p) { return c.has_list_key(p); }, false, -1, -1},
         {"", [](auto& c, auto& p) { return c.add_list_key(p); }, false, -1, -1},
         {"g.l", [](auto& c, auto& p) { return c.has_list_key(p); }, true, 3, -1},
@@ -50,16 +56,7 @@ TEST_F(ConfigEdit, operations_tell_and_do)
         {"s.l", [](auto& c, auto& p) { return c.add_list_key(p); }, false, -1, -1},
         {"made.5bad", [](auto& c, auto& p) { return c.add_list_key(p); }, false, -1, -1},
         {"made", [](auto& c, auto& p) { return c.find_setting(p) != nullptr; }, false, -1, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element(p, 1); }, true, 1, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element(p, 5000000000L); }, true, 2, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element(p, true); }, true, 3, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element(p, "c"); }, true, 4, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element(p, std::string("t")); }, true, 5,
-         -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element(p, 2.5F); }, true, 6, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element_group(p); }, true, 7, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element_list(p); }, true, 8, -1},
-        {"l", [](auto& c, auto& p) { return c.add_list_element_array(p); }, true, 9, -1},
+        {"l", add_one_of_each_type, true, 9, -1},
         {"ints", [](auto& c, auto& p) { return c.add_list_element_group(p); }, false, -1, 2},
         {"ints", [](auto& c, auto& p) { return c.add_list_element(p, 3); }, false, -1, 2},
         {"ints", [](auto& c, auto& p) { return c.add_array_element(p, 3); }, true, -1, 3},
@@ -73,11 +70,11 @@ TEST_F(ConfigEdit, operations_tell_and_do)
         {"g.l", [](auto& c, auto& p) { return c.del_list_key(p); }, true, -1, -1},
         {"g.none", [](auto& c, auto& p) { return c.add_array_element(p, 1); }, false, -1, -1},
     };
-    for (const auto& one : cases) {
-        const auto row = std::to_string(&one - cases) + " " + one.path;
-        EXPECT_EQ(one.edit(m_conf, one.path), one.done) << row;
-        EXPECT_EQ(m_conf.get_list_size(one.path), one.list) << row;
-        EXPECT_EQ(m_conf.get_array_size(one.path), one.array) << row;
+    int row = 0;
+    for (const auto& [path, edit, done, list, array] : cases) {
+        EXPECT_EQ(edit(m_conf, path), done) << row;
+        EXPECT_EQ(m_conf.get_list_size(path), list) << row;
+        EXPECT_EQ(m_conf.get_array_size(path), array) << row++;
     }
     EXPECT_EQ(tree(), "g.x=1 ints.[0]=1 ints.[1]=2 ints.[2]=3 none.[0]=6 l.[0]=1 l.[1]=5000000000 "
                       "l.[2]=true l.[3]=c l.[4]=t l.[5]=2.5 a-b.c=1 a-b.d=2 s=1 ");

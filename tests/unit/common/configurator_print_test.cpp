@@ -25,9 +25,7 @@ protected:
 
 TEST_F(ConfigText, forms_of_a_setting)
 {
-    const struct {
-        std::string path, text, record;
-    } cases[] = {
+    const std::tuple<const char*, std::string, const char*> cases[] = {
         {"a.b", "b = 5;\n", ""},
         {"a", "a :\n{\n  b = 5;\n  big = 5000000000;\n  low = -9223372036854775808;\n};\n", ""},
         {"third", "third = 0.333333;\n", ""},
@@ -42,12 +40,12 @@ TEST_F(ConfigText, forms_of_a_setting)
         {"l", "l = ", "Unsupported configuration parameter type: 8\n"},
         {"g.y", "before", "Couldn't find a parameter: g.y\n"},
     };
-    for (const auto& one : cases) {
+    for (const auto& [path, text, record] : cases) {
         std::string out = "before";
-        const bool fails = one.text == "l = " || one.text == "before";
-        EXPECT_EQ(m_conf.get_value_as_a_string(one.path.c_str(), out), !fails) << one.path;
-        EXPECT_EQ(out, one.text);
-        EXPECT_TRUE(m_log.contains(one.record)) << one.path;
+        const bool fails = text == "l = " || text == "before";
+        EXPECT_EQ(m_conf.get_value_as_a_string(path, out), !fails) << path;
+        EXPECT_EQ(out, text);
+        EXPECT_TRUE(m_log.contains(record)) << path;
     }
     std::string root;
     EXPECT_TRUE(m_conf.get_value_as_a_string("", root));

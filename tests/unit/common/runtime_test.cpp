@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/file.h>
-#include <sys/wait.h>
 
 #include <chrono>
 #include <thread>
@@ -46,9 +45,8 @@ TEST(FileLock, without_its_folder_locking_is_off_and_everything_succeeds)
 
 TEST(Thread, long_call_is_warned_about_and_the_thread_goes_on)
 {
-    const TempFolder folder;
-    AConfigurator conf(
-        folder.write("vos.conf", "General = { max_thread_runtime_ms = 20; };").c_str(), false);
+    AConfigurator conf("", false);
+    conf.config.readString("General = { max_thread_runtime_ms = 20; };");
     CapturedLog log;
     std::atomic<int> calls{0};
     Thread thread(

@@ -4,11 +4,7 @@
 
 TEST(ConfigText, sets_one_value_and_keeps_the_rest)
 {
-    const struct {
-        const char* text;
-        const char* path;
-        const char* want;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"a = 1; // one\n", "a", "a = 9; // one\n"},
         {"a : \"x\" /* ; */ \"y\\\"\"; b=2", "a", "a : 9; b=2"},
         {"g = { # }\n  a = 1;\n};\n", "g.a", "g = { # }\n  a = 9;\n};\n"},
@@ -20,9 +16,8 @@ TEST(ConfigText, sets_one_value_and_keeps_the_rest)
         {"a = 1;", "a.b", "refused"},
         {"g = ( 1 );", "g.a", "refused"},
     };
-    for (const auto& row : cases)
-        EXPECT_EQ(nyx::ConfigText(row.text).with_value(row.path, "9").value_or("refused"),
-                  row.want);
+    for (const auto& [text, path, want] : cases)
+        EXPECT_EQ(nyx::ConfigText(text).with_value(path, "9").value_or("refused"), want);
     for (const char* text : {"\"", "a = \"\\", "a = {", "@include", "/*", "a = ((", "}", "a ="})
         nyx::ConfigText(text).with_value("a.b", "9"); // whatever it makes of it, it ends
 }

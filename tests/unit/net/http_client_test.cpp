@@ -63,31 +63,25 @@ TEST_F(HttpClientTest, a_large_report_leaves_in_few_steps)
 
 TEST_F(HttpClientTest, a_failed_transfer_is_logged_and_survived)
 {
-    const struct {
-        const char* fault;
-        std::string url;
-        const char* record;
-        int code = 408;
-        const char* cert = "";
-    } cases[] = {
-        {"ok", nobody, "Server replied with reset.", 503},
-        {"hang", url, "HTTP request timeout."},
-        {"reset", url, "HTTP request failed. Status code: 5"},
-        {"close_mid_upload", url, "HTTP request failed. Status code: 5"},
-        {"ok", url, "HTTP request failed. Status code: 58 (", 408, "/nonexistent.pem"},
-        {"ok", "ftp://127.0.0.1:1/", "HTTP request failed. Status code: 1 ("},
-        {"ok", "https://127.0.0.1:zel.example/", "HTTP request failed. Status code: 3 ("},
+    const std::tuple<const char*, std::string, const char*, int, const char*> cases[] = {
+        {"ok", nobody, "", 503, "Server replied with reset."},
+        {"hang", url, "", 408, "HTTP request timeout."},
+        {"reset", url, "", 408, "HTTP request failed. Status code: 5"},
+        {"close_mid_upload", url, "", 408, "HTTP request failed. Status code: 5"},
+        {"ok", url, "/nonexistent.pem", 408, "HTTP request failed. Status code: 58 ("},
+        {"ok", "ftp://127.0.0.1:1/", "", 408, "HTTP request failed. Status code: 1 ("},
+        {"ok", "https://127.0.0.1:zel.example/", "", 408, "HTTP request failed. Status code: 3 ("},
     };
     std::signal(SIGPIPE, SIG_DFL);
-    for (const auto& row : cases) {
-        SCOPED_TRACE(std::string(row.fault) + " " + row.url);
-        server.misbehave(row.fault);
-        ASSERT_TRUE(post(row.url, report, 1, row.cert));
+    for (const auto& [fault, to, certificate, code, record] : cases) {
+        SCOPED_TRACE(fault + to);
+        server.misbehave(fault);
+        ASSERT_TRUE(post(to, report, 1, certificate));
         const CapturedLog outcome;
         drive(client);
-        EXPECT_EQ(client.get_response_code(), row.code);
+        EXPECT_EQ(client.get_response_code(), code);
         EXPECT_FALSE(client.is_request_succeeded() || client.is_response_received());
-        EXPECT_TRUE(outcome.contains(row.record)) << outcome.text();
+        EXPECT_TRUE(outcome.contains(record)) << outcome.text();
     }
 }
 

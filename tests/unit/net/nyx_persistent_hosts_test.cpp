@@ -29,10 +29,7 @@ struct Owner : PersistentHosts {
 
 TEST(PersistentHostsTest, a_malformed_line_costs_that_line_only)
 {
-    const struct {
-        const char *text, *want;
-        std::vector<std::size_t> malformed;
-    } rows[] = {
+    const std::tuple<const char*, const char*, std::vector<std::size_t>> rows[] = {
         {"# comment\n\na 192.0.2.1 third # 9\n", "a 192.0.2.1\n", {}},
         {"b 192.0.2.2\na 192.0.2.9\nb 192.0.2.1", "a 192.0.2.9\nb 192.0.2.2\nb 192.0.2.1\n", {}},
         {"a\n \nb 192.0.2.256\n192.0.2.1\na https://x/\n a\t192.0.2.1\r\n",
@@ -40,10 +37,10 @@ TEST(PersistentHostsTest, a_malformed_line_costs_that_line_only)
          {1, 2, 3, 4, 5}},
         {"\xff\xfe\x01 1\na 192.0.2.1", "a 192.0.2.1\n", {1}},
     };
-    for (const auto& row : rows) {
-        const auto got = parse_persistent_hosts(row.text);
-        EXPECT_EQ(format_persistent_hosts(got.table), row.want);
-        EXPECT_EQ(got.malformed_lines, row.malformed) << row.text;
+    for (const auto& [text, want, malformed] : rows) {
+        const auto got = parse_persistent_hosts(text);
+        EXPECT_EQ(format_persistent_hosts(got.table), want);
+        EXPECT_EQ(got.malformed_lines, malformed) << text;
     }
 }
 

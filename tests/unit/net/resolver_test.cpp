@@ -273,21 +273,17 @@ TEST_F(DnsResolverTest, ids_and_source_ports_can_not_be_guessed)
 TEST_F(DnsResolverTest, failed_queries_are_repeated_as_often_as_was_asked_for)
 {
     Server first(1, &silence), second(2, &silence);
-    const struct {
-        Script script;
-        int asked_first, asked_second;
-        const char* want;
-    } rows[] = {{&silence, 3, 3, "failed"},
-                {code(2), 3, 3, "failed"},
-                {code(3), 3, 0, "failed"},
-                {[](const auto& q) { return Datagrams{answer_to(q, 0, "")}; }, 1, 0, "nothing"}};
-    for (const auto& row : rows) {
+    const auto no_address = [](const auto& q) { return Datagrams{answer_to(q, 0, "")}; };
+    const std::tuple<Script, int, int, const char*> rows[] = {{&silence, 3, 3, "failed"},
+                                                              {code(2), 3, 3, "failed"},
+                                                              {code(3), 3, 0, "failed"},
+                                                              {no_address, 1, 0, "nothing"}};
+    for (const auto& [script, asked_first, asked_second, want] : rows) {
         use({server(1), server(2)});
         first.asked = second.asked = 0;
-        first.script = second.script = row.script;
-        EXPECT_EQ(found(2, true), row.want);
-        EXPECT_EQ(first.asked, row.asked_first) << &row - rows;
-        EXPECT_EQ(second.asked, row.asked_second) << &row - rows;
+        first.script = second.script = script;
+        EXPECT_EQ(found(2, true), want);
+        EXPECT_EQ(std::pair(first.asked, second.asked), std::pair(asked_first, asked_second));
     }
     EXPECT_EQ(nyx::DNSCache::shared().size(), 0U);
     for (const auto& list : {NSList{}, NSList{INADDR_BROADCAST}}) { // refused by connect()

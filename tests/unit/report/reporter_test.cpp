@@ -55,11 +55,7 @@ TEST(Reporter, an_accepted_report_ends_a_row_of_failures)
 {
     const ReportServer server(false);
     Sender sender;
-    const struct {
-        const char *fault, *body;
-        bool resend;
-        const char* want;
-    } sends[] = {
+    const std::tuple<const char*, const char*, bool, std::string> sends[] = {
         {"status 500", "1", false, "1 HTTP status 500"},
         {"status 204", "2", false, "2 HTTP status 204"},
         {"ok", "3", true, "0 "}, // that is "2"
@@ -74,7 +70,7 @@ TEST(Reporter, an_accepted_report_ends_a_row_of_failures)
         EXPECT_EQ(sender.ended, count++);
         EXPECT_EQ(sender.end(), want);
         EXPECT_EQ(sender.ended, count);
-        EXPECT_EQ(sender.is_report_sent(), std::string(want) == "0 ");
+        EXPECT_EQ(sender.is_report_sent(), want == "0 ");
         EXPECT_EQ(sender.outcome().last_accepted != 0, count > 2);
     }
     EXPECT_EQ(server.folder.read("0001.json") + server.folder.read("0002.json"), "24");
@@ -83,11 +79,8 @@ TEST(Reporter, an_accepted_report_ends_a_row_of_failures)
 TEST(Reporter, what_can_not_be_sent_counts_as_failed)
 {
     const CapturedLog log;
-    const struct {
-        const char *without, *body, *url; ///< `without` that setting of the group General
-        bool started;
-        const char* want;
-    } sends[] = {
+    // Without which setting, what report to where, whether it is started, and what is said.
+    const std::tuple<const char*, const char*, const char*, bool, const char*> sends[] = {
         {"", "{}", nobody, true, "1 nobody listens at the server's address"},
         {"", "{}", "nonsense", false, "2 General.zel_report_url is unusable"},
         {"", "broken", nobody, false, "3 no report could be made: a collector failed"},

@@ -6,10 +6,7 @@ using text::ServerUrl;
 
 TEST(ServerUrlTest, is_split_at_the_first_colon_and_the_last)
 {
-    const struct {
-        const char* url;
-        std::optional<ServerUrl> want;
-    } cases[] = {
+    const std::pair<const char*, std::optional<ServerUrl>> cases[] = {
         {"https://zel.example:443", ServerUrl{"https", "zel.example", "443"}},
         {"https://[::1]:443", ServerUrl{"https", "[::1]", "443"}},
         {"https://zel.example", ServerUrl{"https", "zel.example", "zel.example"}},
@@ -19,6 +16,6 @@ TEST(ServerUrlTest, is_split_at_the_first_colon_and_the_last)
         {"zel.example:443", {}},
         {"//zel.example", {}},
     };
-    for (const auto& row : cases)
-        EXPECT_EQ(text::split_server_url(row.url), row.want) << row.url;
+    for (const auto& [url, want] : cases)
+        EXPECT_EQ(text::split_server_url(url), want) << url;
 }

@@ -103,25 +103,23 @@ TEST_F(LoggerTest, repeated_warnings_are_counted_unless_debug_records_are_wanted
 TEST(RepeatLimit, keeps_a_lasting_fault_below_200_lines_an_hour)
 {
     using namespace std::chrono_literals;
-    const struct {
-        std::chrono::milliseconds period;
-        std::size_t kinds, words, most_lines_an_hour;
-    } cases[] = {{100ms, 12, 1, 132}, {60s, 12, 1, 132}, {10min, 4, 1, 24}, {1s, 1, 997, 143}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.period.count());
+    const std::tuple<std::chrono::milliseconds, std::size_t, std::size_t, std::size_t> cases[] = {
+        {100ms, 12, 1, 132}, {60s, 12, 1, 132}, {10min, 4, 1, 24}, {1s, 1, 997, 143}};
+    for (const auto& [period, kinds, words, most_lines_an_hour] : cases) {
+        SCOPED_TRACE(period.count());
         RepeatLimit limit;
         std::size_t records = 0, told = 0, lines = 0;
         for (RepeatLimit::Clock::time_point now{}, next{}; now.time_since_epoch() < 4h; now += 1s) {
             for (const auto& count : limit.due(now))
                 told += count.repeated, ++lines;
-            for (; next <= now && now.time_since_epoch() < 3h; next += row.period)
-                for (std::size_t kind = 0; kind < row.kinds; ++kind, ++records) {
-                    const auto word = std::string(1 + records % row.words, "abcdefghijkl"[kind]);
+            for (; next <= now && now.time_since_epoch() < 3h; next += period)
+                for (std::size_t kind = 0; kind < kinds; ++kind, ++records) {
+                    const auto word = std::string(1 + records % words, "abcdefghijkl"[kind]);
                     const bool written = limit.admit("C", 400, word + std::to_string(records), now);
                     lines += written, told += written;
                 }
         }
-        EXPECT_LE(lines, 3 * row.most_lines_an_hour);
+        EXPECT_LE(lines, 3 * most_lines_an_hour);
         EXPECT_EQ(told, records);
     }
 }

@@ -12,11 +12,7 @@ TEST(WriteJson, numbers_and_texts)
 {
     const double infinity = std::numeric_limits<double>::infinity();
     const Variant ten{{"precision", 10}};
-    const struct {
-        Variant value;
-        Variant options;
-        const char* want;
-    } cases[] = {
+    const std::tuple<Variant, Variant, const char*> cases[] = {
         {1.0 / 3, ten, "0.3333333333"},
         {1.0 / 3, Variant::object(), "0.3333333333333333"},
         {2.0 / 3e7, ten, "6.666666667e-08"},
@@ -30,8 +26,8 @@ TEST(WriteJson, numbers_and_texts)
         {Variant{{"a", {1}}}, Variant{{"pretty", true}}, "{\n  \"a\": [\n    1\n  ]\n}"},
         {Variant::object(), Variant{{"pretty", true}}, "{}"},
     };
-    for (const auto& row : cases)
-        EXPECT_EQ(libvariant::write_json(row.value, row.options), row.want);
+    for (const auto& [value, options, want] : cases)
+        EXPECT_EQ(libvariant::write_json(value, options), want);
 }
 
 TEST(ReadJson, malformed_text_throws)

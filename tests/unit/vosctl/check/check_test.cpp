@@ -50,11 +50,8 @@ protected:
 TEST_F(Check, each_mistake_has_its_line)
 {
     ASSERT_THAT(check(m_good), ElementsAre());
-    const struct {
-        const char* from;
-        const char* to;
-        const char* want; ///< how the only finding begins
-    } cases[] = {
+    // What is put in the place of what, and how the only finding begins.
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"freq = 60000", "freq = -1", "F: Monitoring.report_freq: warning: is -1"},
         {"report_freq = 60000;", "", "F: Monitoring.report_freq: missing: reporting is disabled"},
         {"= 250", "= 0", "F: General.polling_rate_ms: is 0: the daemon's loop spins"},
@@ -81,10 +78,10 @@ TEST_F(Check, each_mistake_has_its_line)
         {"General", "@include \"/none\"\nGeneral", "F:1: cannot open include file"},
         {"General", "@include \"/tmp\"\nGeneral", "F: includes /tmp, which is not a regular file"},
     };
-    for (const auto& row : cases) {
+    for (const auto& [from, to, want] : cases) {
         auto text = m_good;
-        const auto lines = check(text.replace(text.find(row.from), std::strlen(row.from), row.to));
-        EXPECT_THAT(lines, ElementsAre(StartsWith(row.want))) << row.to;
+        const auto lines = check(text.replace(text.find(from), std::strlen(from), to));
+        EXPECT_THAT(lines, ElementsAre(StartsWith(want))) << to;
     }
 }
 
