@@ -43,8 +43,6 @@ struct ReportServer {
             pause_ms(10);
         EXPECT_FALSE(folder.read("port").empty()) << "the server did not start";
     }
-    ReportServer(const ReportServer&) = delete;
-    ReportServer& operator=(const ReportServer&) = delete;
     ~ReportServer()
     {
         int status = -1;

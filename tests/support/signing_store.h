@@ -28,8 +28,6 @@ struct SigningStore {
         conf.emplace(folder.write("vos.conf", text + groups).c_str(), false);
         nyx::TheConfigurator::set_configurator(&*conf);
     }
-    SigningStore(const SigningStore&) = delete;
-    SigningStore& operator=(const SigningStore&) = delete;
     ~SigningStore()
     {
         nyx::TheConfigurator::set_configurator(nullptr);

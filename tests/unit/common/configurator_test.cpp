@@ -38,8 +38,7 @@ public:
     }
     void reload_conf() override { tell("announce"); }
 
-    bool need{true};
-    bool enable{false};
+    bool need{true}, enable{false};
     char fails_with{' '};
 
 private:
@@ -54,8 +53,7 @@ protected:
     std::string m_path = m_folder.write("vos.conf", "General = { vos_id = \"one\"; };");
     AConfigurator m_conf{m_path.c_str(), false};
     std::string m_told;
-    Component m_a{"a", m_told};
-    Component m_b{"b", m_told};
+    Component m_a{"a", m_told}, m_b{"b", m_told};
     CapturedLog m_log;
 
     Reload()
@@ -69,12 +67,7 @@ protected:
         m_conf.reload_configuration();
         return m_told;
     }
-    std::string vos_id()
-    {
-        std::string value = "none";
-        m_conf.config.lookupValue("General.vos_id", value);
-        return value;
-    }
+    std::string vos_id() { return m_conf.config.lookup("General.vos_id"); }
 };
 
 TEST_F(Reload, two_passes_in_registration_order)

@@ -33,8 +33,6 @@ void count_and_break(int, short, void* counter)
     NYXEventBase::loop_break();
 }
 
-void ignore(int, short, void*) {}
-
 TEST(EventBase, misuse_throws)
 {
     NYXEventBase base;
@@ -95,7 +93,7 @@ TEST_F(EventLoop, destroyed_events_leave_nothing_in_the_debug_table)
 {
     const auto churn = [this](int rounds) {
         for (int i = 0; i < rounds; ++i) {
-            NYXEventLibEventTimer timer(ignore, nullptr, -1);
+            NYXEventLibEventTimer timer(count_and_break, nullptr, -1);
             timer.charge(1000);
             m_base.alloc_buffer_event(-1, nullptr, nullptr, nullptr, nullptr);
             event_base_loop(NYXEventBase::raw(), EVLOOP_NONBLOCK); // buffers are freed by the loop
