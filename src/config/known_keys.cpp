@@ -1,9 +1,8 @@
 #include "config/known_keys.h"
 
+#include "text/edit_distance.h"
+
 #include <algorithm>
-#include <numeric>
-#include <utility>
-#include <vector>
 
 namespace vosctl {
 
@@ -61,22 +60,6 @@ constexpr KnownKey table[] = {
      by_default, warning},
 };
 
-/// Levenshtein's distance: how many letters to put in, leave out or exchange.
-std::size_t edit_distance(std::string_view a, std::string_view b)
-{
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), 0U);
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        auto diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const auto exchanged = diagonal + (a[i] == b[j] ? 0U : 1U);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({exchanged, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
-
 std::string_view last_name(std::string_view path)
 {
     return path.substr(path.rfind('.') + 1);
@@ -114,7 +97,7 @@ const char* nearest_known_path(std::string_view path)
     for (const auto& key : table) {
         // The right name in the wrong group is near as well.
         const auto distance =
-            last_name(key.path) == last_name(path) ? 1 : edit_distance(key.path, path);
+            last_name(key.path) == last_name(path) ? 1 : text::edit_distance(key.path, path);
         if (distance < least) {
             least = distance;
             nearest = key.path;
