@@ -13,6 +13,7 @@ namespace vosctl {
 
 namespace {
 
+using config::TextForm;
 using libconfig::Setting;
 
 std::string wrong_type(const Setting& setting, Setting::Type wanted)
@@ -59,7 +60,7 @@ const char* text_fault(const std::string& text, TextForm form)
     }
 }
 
-void check_value(const Setting& setting, const KnownKey& key, Findings& findings)
+void check_value(const Setting& setting, const config::KnownKey& key, Findings& findings)
 {
     if (setting.getType() != key.type) {
         findings.push_back(
@@ -84,7 +85,7 @@ void report_unknown(const Setting& setting, Findings& findings)
 {
     const auto path = setting.getPath();
     std::string message = setting.isGroup() ? "unknown group" : "unknown key";
-    if (const char* near = nearest_known_path(path))
+    if (const char* near = config::nearest_known_path(path))
         message += std::string(", perhaps meant: ") + near;
     findings.push_back({Severity::warning, path, message, setting.getSourceLine()});
 }
@@ -93,8 +94,8 @@ void find_unknown(const Setting& group, Findings& findings)
 {
     for (int i = 0; i < group.getLength(); ++i) {
         const Setting& setting = group[i];
-        if (!group.isRoot() || !is_known_group(setting.getName())) {
-            if (find_known_key(setting.getPath()) == nullptr)
+        if (!group.isRoot() || !config::is_known_group(setting.getName())) {
+            if (config::find_known_key(setting.getPath()) == nullptr)
                 report_unknown(setting, findings);
         } else if (setting.isGroup()) {
             find_unknown(setting, findings);
@@ -136,7 +137,7 @@ Findings check_tree(const libconfig::Config& config)
 {
     Findings findings;
     find_unknown(config.getRoot(), findings);
-    for (const auto& key : known_keys()) {
+    for (const auto& key : config::known_keys()) {
         if (config.exists(key.path))
             check_value(config.lookup(key.path), key, findings);
         else if (key.required)
@@ -149,7 +150,7 @@ Findings check_numbers(const std::string& text)
 {
     Findings findings;
     const nyx::ConfigText parsed(text);
-    for (const auto& key : known_keys()) {
+    for (const auto& key : config::known_keys()) {
         const auto value = parsed.value_of(key.path);
         if (key.type == Setting::TypeInt && value && nyx::is_cut_number(*value))
             findings.push_back({Severity::error, key.path,

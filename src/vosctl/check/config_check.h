@@ -1,7 +1,7 @@
 // What is wrong with a configuration: findings, as the operator reads them.
 #pragma once
 
-#include "config/known_keys.h"
+#include "config/keys.h"
 
 #include <libconfig.h++>
 
@@ -9,6 +9,8 @@
 #include <vector>
 
 namespace vosctl {
+
+using config::Severity;
 
 struct Finding {
     Severity severity{};

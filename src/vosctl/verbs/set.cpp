@@ -28,7 +28,7 @@ bool is_name(std::string_view name)
 Setting::Type wanted_type(const libconfig::Config& config, const std::string& path,
                           const std::string& value)
 {
-    if (const auto* key = find_known_key(path))
+    if (const auto* key = config::find_known_key(path))
         return key->type;
     return config.exists(path) ? config.lookup(path).getType() : type_of(value);
 }
@@ -83,7 +83,7 @@ int set(const CommandLine& line)
                   << '\n';
         return exit_failed;
     }
-    if (find_known_key(path) == nullptr)
+    if (config::find_known_key(path) == nullptr)
         std::cerr << "vosctl set: no program of the node reads " << path << '\n';
     return exit_done;
 }

@@ -1,10 +1,10 @@
-#include "config/known_keys.h"
+#include "config/keys.h"
 
 #include "text/edit_distance.h"
 
 #include <algorithm>
 
-namespace vosctl {
+namespace config {
 
 namespace {
 
@@ -106,4 +106,4 @@ const char* nearest_known_path(std::string_view path)
     return nearest;
 }
 
-} // namespace vosctl
+} // namespace config

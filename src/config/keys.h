@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-namespace vosctl {
+namespace config {
 
 /// How bad a finding is. A reload is refused for an error; a note is none of
 /// the file's faults and leaves it clean.
@@ -40,4 +40,4 @@ bool is_known_group(std::string_view name);
 /// The known path that `path` was probably meant to be; null when none is near.
 const char* nearest_known_path(std::string_view path);
 
-} // namespace vosctl
+} // namespace config
