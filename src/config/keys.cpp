@@ -8,56 +8,65 @@ namespace config {
 
 namespace {
 
-using libconfig::Setting;
-using enum TextForm;
+using enum libconfig::Setting::Type;
+using enum ReadAt;
 using enum Severity;
+using enum TextForm;
 
-constexpr const char* no_start = "the daemon does not start";
-constexpr const char* no_reports = "reporting is disabled";
-constexpr const char* not_sent = "no report is sent";
-constexpr const char* not_signed = "no report can be signed, and none is sent";
+constexpr Missing no_start{error, "the daemon does not start"};
+constexpr Missing no_reports{error, "reporting is disabled"};
+constexpr Missing not_sent{warning, "no report is sent"};
+constexpr Missing not_signed{warning, "no report can be signed, and none is sent"};
+constexpr Missing no_data_center{warning,
+                                 "reports say \"N/A\"; no report can be signed, and none is sent"};
+constexpr Missing no_copy{warning, "there is no local copy; an empty text says so on purpose"};
+constexpr Missing no_meta_data{note, "no report carries it"};
+
+template <typename T>
+constexpr Missing otherwise(T fallback)
+{
+    return {note, "", fallback};
+}
+
+constexpr const char* property_file = "path of a log4cpp property file";
 constexpr const char* spins = "the daemon's loop spins and takes a whole processor";
 constexpr const char* by_default = "its default is used";
 
 constexpr KnownKey table[] = {
-    {"General.vos_id", Setting::TypeString, true, error, no_start, filled},
-    {"General.vos_public_ip", Setting::TypeString, true, error, no_start, filled},
-    {"General.datacenter_id", Setting::TypeString, true, warning,
-     "reports say \"N/A\"; no report can be signed, and none is sent", filled},
-    {"General.zel_report_url", Setting::TypeString, true, warning, not_sent, url},
-    {"General.zel_http_client_timeout_sec", Setting::TypeInt, true, warning, not_sent, any, 1,
-     "a post to a silent server never ends", error},
-    {"General.hmac_secret", Setting::TypeString, true, warning, not_signed, filled},
-    {"General.hmac_timeout", Setting::TypeInt, true, warning, not_signed, any, 1, not_signed,
-     error},
-    {"General.hmac_key_file", Setting::TypeString, false, note, "/opt/vos/secret.key is used",
-     filled},
-    {"General.polling_rate_ms", Setting::TypeInt, true, error, no_reports, any, 1, spins},
-    {"General.message_check_timeout_ms", Setting::TypeInt, false, note, "5000 is used", any, 1,
-     spins},
-    {"General.max_thread_runtime_ms", Setting::TypeInt, true, error, no_start, any, 1001,
+    {key::vos_id, TypeString, "", reload, no_start, filled},
+    {key::vos_public_ip, TypeString, "", reload, no_start, filled},
+    {key::datacenter_id, TypeString, "", reload, no_data_center, filled},
+    {key::zel_report_url, TypeString, "scheme://host:port", use, not_sent, url},
+    {key::zel_http_client_timeout_sec, TypeInt, "s", use, not_sent, any, 1,
+     "a post to a silent server never ends"},
+    {key::hmac_secret, TypeString, "from vosctl seal", use, not_signed, filled},
+    {key::hmac_timeout, TypeInt, "ms", use, not_signed, any, 1, not_signed.follows},
+    {key::hmac_key_file, TypeString, "path", use, otherwise(default_hmac_key_file), filled},
+    {key::polling_rate_ms, TypeInt, "ms", reload, no_reports, any, 1, spins},
+    {key::message_check_timeout_ms, TypeInt, "ms", use, otherwise(default_message_check_timeout_ms),
+     any, 1, spins},
+    {key::max_thread_runtime_ms, TypeInt, "ms", start, no_start, any, 1001,
      "every pass of the CPU sampler, which sleeps for a second, is warned about", warning},
-    {"General.quiet_node", Setting::TypeBoolean, false, note, "false is used"},
-    {"Monitoring.log_config_file", Setting::TypeString, true, error, no_start, filled},
-    {"Monitoring.report_path", Setting::TypeString, true, error, no_start, server_path},
-    {"Monitoring.report_freq", Setting::TypeInt, true, error, no_reports, any, 0,
+    {key::quiet_node, TypeBoolean, "", start, otherwise(default_quiet_node)},
+    {key::log_config_file, TypeString, property_file, reload, no_start, filled},
+    {key::report_path, TypeString, "path on the server", start, no_start, server_path},
+    {key::report_freq, TypeInt, "ms", reload, no_reports, any, 0,
      "no reports are collected; 0 says so on purpose", warning},
-    {"Monitoring.local_json_report_path", Setting::TypeString, true, warning,
-     "there is no local copy; an empty text says so on purpose"},
-    {"Monitoring.zel_meta_data", Setting::TypeString, false, note, "no report carries it", json},
-    {"Monitoring.builtin_commands", Setting::TypeBoolean, false, note, "false is used"},
-    {"Watchdog.log_config_file", Setting::TypeString, false, note,
-     "Monitoring.log_config_file is used", filled},
-    {"Watchdog.heartbeat_timeout_ms", Setting::TypeInt, false, note, "10000 is used", any, 1001,
-     "a daemon that is well, with a heartbeat a second, is ended; below 1 10000 is used"},
-    {"Watchdog.kill_delay_ms", Setting::TypeInt, false, note, "2000 is used", any, 1, by_default,
+    {key::local_json_report_path, TypeString, "path", reload, no_copy},
+    {key::zel_meta_data, TypeString, "JSON", use, no_meta_data, json},
+    {key::builtin_commands, TypeBoolean, "", use, otherwise(default_builtin_commands)},
+    {key::watchdog_log_config_file, TypeString, property_file, start,
+     otherwise(key::log_config_file), filled},
+    {key::heartbeat_timeout_ms, TypeInt, "ms", start, otherwise(default_heartbeat_timeout_ms), any,
+     1001, "a daemon that is well, with a heartbeat a second, is ended; below 1 10000 is used"},
+    {key::kill_delay_ms, TypeInt, "ms", start, otherwise(default_kill_delay_ms), any, 1, by_default,
      warning},
-    {"Watchdog.stop_timeout_ms", Setting::TypeInt, false, note, "5000 is used", any, 1, by_default,
-     warning},
-    {"Watchdog.restart_delay_ms", Setting::TypeInt, false, note, "1000 is used", any, 1, by_default,
-     warning},
-    {"Watchdog.longest_restart_delay_ms", Setting::TypeInt, false, note, "60000 is used", any, 1,
+    {key::stop_timeout_ms, TypeInt, "ms", start, otherwise(default_stop_timeout_ms), any, 1,
      by_default, warning},
+    {key::restart_delay_ms, TypeInt, "ms", start, otherwise(default_restart_delay_ms), any, 1,
+     by_default, warning},
+    {key::longest_restart_delay_ms, TypeInt, "ms", start,
+     otherwise(default_longest_restart_delay_ms), any, 1, by_default, warning},
 };
 
 std::string_view last_name(std::string_view path)
@@ -70,6 +79,22 @@ std::string_view last_name(std::string_view path)
 std::span<const KnownKey> known_keys()
 {
     return table;
+}
+
+std::string fallback_text(const KnownKey& key)
+{
+    if (const auto* number = std::get_if<int>(&key.missing.fallback))
+        return std::to_string(*number);
+    if (const auto* flag = std::get_if<bool>(&key.missing.fallback))
+        return *flag ? "true" : "false";
+    const auto* text = std::get_if<const char*>(&key.missing.fallback);
+    return text != nullptr ? *text : "";
+}
+
+std::string consequence(const KnownKey& key)
+{
+    const auto value = fallback_text(key);
+    return value.empty() ? key.missing.follows : value + " is used";
 }
 
 const KnownKey* find_known_key(std::string_view path)

@@ -65,7 +65,7 @@ void check_value(const Setting& setting, const config::KnownKey& key, Findings& 
     if (setting.getType() != key.type) {
         findings.push_back(
             {Severity::error, key.path,
-             wrong_type(setting, key.type) + ", and counts as missing: " + key.without,
+             wrong_type(setting, key.type) + ", and counts as missing: " + config::consequence(key),
              setting.getSourceLine()});
         return;
     }
@@ -140,8 +140,9 @@ Findings check_tree(const libconfig::Config& config)
     for (const auto& key : config::known_keys()) {
         if (config.exists(key.path))
             check_value(config.lookup(key.path), key, findings);
-        else if (key.required)
-            findings.push_back({key.severity, key.path, std::string("missing: ") + key.without});
+        else if (key.missing.severity != Severity::note)
+            findings.push_back(
+                {key.missing.severity, key.path, "missing: " + config::consequence(key)});
     }
     return findings;
 }
