@@ -19,7 +19,7 @@ class IReconfigure;
 
 /// One configuration file and its parsed tree.
 ///
-/// Components read a setting with config.lookupValue("Group.key", value) into
+/// Components read a setting with config.lookupValue(config::key::NAME, value) into
 /// a variable that holds the default: a key that is missing or of another type
 /// leaves it. All use is on the loop thread; other processes are kept out by a
 /// lock on <file>.lock.

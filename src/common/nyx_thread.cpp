@@ -1,6 +1,7 @@
 #include "common/nyx_thread.h"
 
 #include "common/nyx_configurator.h"
+#include "config/keys.h"
 #include "platform/logger/sup_logger.h"
 
 #include <signal.h>
@@ -42,7 +43,7 @@ Thread::Thread(const std::string& name, Function function, void* arg)
 void Thread::start(AConfigurator& configurator)
 {
     m_run = true;
-    if (!configurator.config.lookupValue("General.max_thread_runtime_ms", m_max_runtime_ms))
+    if (!configurator.config.lookupValue(config::key::max_thread_runtime_ms, m_max_runtime_ms))
         throw std::runtime_error(
             "ERROR couldn't find the critical configuration parameter: max_thread_runtime");
     const int error = create_without_signals(&m_handle, &Thread::body, this);
