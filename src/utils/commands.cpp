@@ -1,6 +1,7 @@
 #include "utils/commands.h"
 
 #include "common/nyx_configurator.h"
+#include "config/keys.h"
 #include "platform/process/builtin_commands.h"
 
 #include <utility>
@@ -12,9 +13,9 @@ namespace {
 /// "Monitoring.builtin_commands"; asked each time, so that a reload counts.
 bool builtins_enabled()
 {
-    bool enabled = false;
+    bool enabled = config::default_builtin_commands;
     if (nyx::TheConfigurator::is_installed())
-        nyx::TheConfigurator::get_configuration().config.lookupValue("Monitoring.builtin_commands",
+        nyx::TheConfigurator::get_configuration().config.lookupValue(config::key::builtin_commands,
                                                                      enabled);
     return enabled;
 }

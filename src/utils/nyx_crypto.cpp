@@ -175,7 +175,7 @@ std::optional<std::string> open_secret(const SecretKey& key, const std::string& 
 std::string hmac_key_file()
 {
     std::string path = default_hmac_key_file;
-    TheConfigurator::get_configuration().config.lookupValue("General.hmac_key_file", path);
+    TheConfigurator::get_configuration().config.lookupValue(config::key::hmac_key_file, path);
     return path;
 }
 

@@ -5,6 +5,8 @@
 // the file that "General.hmac_key_file" names.
 #pragma once
 
+#include "config/keys.h"
+
 #include <array>
 #include <optional>
 #include <string>
@@ -12,7 +14,7 @@
 namespace nyx {
 
 /// Where the key lies when the configuration does not say.
-constexpr const char* default_hmac_key_file = "/opt/vos/secret.key";
+constexpr const char* default_hmac_key_file = config::default_hmac_key_file;
 
 /// A key that wipes itself.
 class SecretKey {

@@ -1,6 +1,7 @@
 #include "utils/nyx_helper.h"
 
 #include "common/nyx_configurator.h"
+#include "config/keys.h"
 #include "platform/clock/monotonic.h"
 #include "platform/file/text_file.h"
 #include "utils/commands.h"
@@ -34,18 +35,18 @@ constexpr int gzip_memory_level = 8;
 
 std::string Helper::get_my_id(bool)
 {
-    return required_text("General.vos_id");
+    return required_text(config::key::vos_id);
 }
 
 std::string Helper::get_external_ip(bool)
 {
-    return required_text("General.vos_public_ip");
+    return required_text(config::key::vos_public_ip);
 }
 
 bool Helper::is_kln()
 {
-    bool quiet = false;
-    TheConfigurator::get_configuration().config.lookupValue("General.quiet_node", quiet);
+    bool quiet = config::default_quiet_node;
+    TheConfigurator::get_configuration().config.lookupValue(config::key::quiet_node, quiet);
     return quiet;
 }
 
