@@ -1,5 +1,6 @@
 #include "report/health_document.h"
 
+#include "config/keys.h"
 #include "platform/logger/sup_logger.h"
 #include "stats/proc_cpu_stats.h"
 #include "stats/proc_fd_stats.h"
@@ -52,7 +53,7 @@ HealthDocument::HealthDocument(nyx::AConfigurator* conf, const std::string& proc
 
 void HealthDocument::load_metadata()
 {
-    if (!m_conf->config.lookupValue("General.datacenter_id", m_datacenter_id)) {
+    if (!m_conf->config.lookupValue(config::key::datacenter_id, m_datacenter_id)) {
         logger().error("Failed to load datacenter id");
         m_datacenter_id = "N/A";
     }

@@ -1,5 +1,6 @@
 #include "report/health_reporter.h"
 
+#include "config/keys.h"
 #include "platform/file/atomic_file.h"
 #include "platform/logger/sup_logger.h"
 
@@ -42,7 +43,7 @@ bool VOSHealthReporter::need_reconf(bool&)
 void VOSHealthReporter::load_local_json_report_path()
 {
     const auto before = m_local_json_report_path;
-    if (!m_conf->config.lookupValue("Monitoring.local_json_report_path",
+    if (!m_conf->config.lookupValue(config::key::local_json_report_path,
                                     m_local_json_report_path)) {
         logger().error("Failed to load path of JSON report file, not saving reports locally - "
                        "might impact VOS health monitoring!");

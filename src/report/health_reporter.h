@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/reconfigure.h"
+#include "config/keys.h"
 #include "report/health_document.h"
 #include "report/reporter.h"
 
@@ -13,7 +14,7 @@
 class VOSHealthReporter : public nyx::Reporter, public nyx::IReconfigure {
 public:
     /// Certificate and key of the agent, in one PEM file.
-    static constexpr const char* client_cert_file = "/opt/vos/client.pem";
+    static constexpr const char* client_cert_file = config::client_certificate_file;
 
     /// `name` is the report's path on the server. Registers with `conf` for
     /// reloads.

@@ -158,7 +158,7 @@ void Reporter::check_client_cert(const std::string& path)
 libvariant::Variant Reporter::get_zel_metadata(AConfigurator& configurator)
 {
     std::string text;
-    if (!configurator.config.lookupValue("Monitoring.zel_meta_data", text)) {
+    if (!configurator.config.lookupValue(config::key::zel_meta_data, text)) {
         const char* failure = "Couldn't read ZEL meta data from configuration file ";
         logger().error(failure);
         throw std::runtime_error(failure);

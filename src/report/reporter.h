@@ -3,6 +3,7 @@
 #pragma once
 
 #include "common/nyx_configurator.h"
+#include "config/keys.h"
 #include "net/zel_http_client.h"
 #include "platform/variant/variant.h"
 
@@ -81,9 +82,9 @@ private:
 
     AConfigurator* m_configurator;
     ZELHttpClient m_client;
-    const char* m_url_key{"General.zel_report_url"};
+    const char* m_url_key{config::key::zel_report_url};
     std::string m_report_path;
-    const char* m_timeout_key{"General.zel_http_client_timeout_sec"};
+    const char* m_timeout_key{config::key::zel_http_client_timeout_sec};
     std::string m_body;
     bool m_empty_report{false};
     bool m_under_way{false}; ///< a report was started and has not ended
