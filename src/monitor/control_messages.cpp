@@ -1,5 +1,6 @@
 #include "monitor/control_messages.h"
 
+#include "config/keys.h"
 #include "monitor/keepalive.h"
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
@@ -18,7 +19,6 @@ constexpr std::size_t receive_buffer_size = 4096;
 /// More than the link's buffer holds: all that waits is handled, and a flood
 /// still lets the loop serve its timers and signals in between.
 constexpr int most_messages_a_turn = 1024;
-constexpr unsigned default_check_timeout_ms = 5000;
 
 /// What all three messages have in common: too long is told of and obeyed, and
 /// who asked is written down.
@@ -35,9 +35,9 @@ void log_request(const unsigned char* msg, std::size_t size, const char* size_wa
 
 void charge_msgchk()
 {
-    unsigned timeout_ms = default_check_timeout_ms;
+    unsigned timeout_ms = config::default_message_check_timeout_ms;
     if (!nyx::TheConfigurator::get_configuration().config.lookupValue(
-            "General.message_check_timeout_ms", timeout_ms))
+            config::key::message_check_timeout_ms, timeout_ms))
         monitor_logger().debug("charge_msgchk: missing configuration value for message check "
                                "timeout; defaulting to 5000 ms.");
     monitor().message_check.add(monitor().ipc_fd, timeout_ms, -1);

@@ -1,6 +1,7 @@
 // vos_monitor: start-up, the loop, and shutdown as the same list backwards.
 #include "common/libevent_messages.h"
 #include "common/nyx_random.h"
+#include "config/keys.h"
 #include "monitor/control_messages.h"
 #include "monitor/keepalive.h"
 #include "monitor/monitor.h"
@@ -37,17 +38,17 @@ using nyx_monitor::monitor_logger;
 
 constexpr const char* program_name = "vos_monitor";
 constexpr const char* ipc_family = "vos";
-constexpr const char* log_settings_key = "Monitoring.log_config_file";
-constexpr const char* id_key = "General.vos_id";
+constexpr const char* log_settings_key = config::key::log_config_file;
+constexpr const char* id_key = config::key::vos_id;
 constexpr int exit_bad_start = 1;
 constexpr int exit_unknown = 2;
 
 /// Where signing finds its settings.
 const std::map<std::string, std::string>& hmac_params()
 {
-    static const std::map<std::string, std::string> params{{"secret", "General.hmac_secret"},
-                                                           {"key", "General.datacenter_id"},
-                                                           {"timeout", "General.hmac_timeout"}};
+    static const std::map<std::string, std::string> params{{"secret", config::key::hmac_secret},
+                                                           {"key", config::key::datacenter_id},
+                                                           {"timeout", config::key::hmac_timeout}};
     return params;
 }
 
@@ -131,9 +132,9 @@ void open_supervisor_link(const std::string& vos_id)
 void create_reporter()
 {
     const auto path =
-        required("Monitoring.report_path", "Cannot find health report path in configuration");
+        required(config::key::report_path, "Cannot find health report path in configuration");
     required(id_key, "Cannot find my id in configuration");
-    required("General.vos_public_ip", "Cannot find my external IP in configuration");
+    required(config::key::vos_public_ip, "Cannot find my external IP in configuration");
     monitor().reporter =
         std::make_unique<VOSHealthReporter>(monitor().configurator, hmac_params(), path);
     monitor().reporter->set_on_end([] { monitor().node_status.tell(); });

@@ -1,5 +1,6 @@
 #include "monitor/monitor.h"
 
+#include "config/keys.h"
 #include "monitor/control_messages.h"
 #include "monitor/scheduling.h"
 
@@ -27,7 +28,7 @@ bool verify_vos_monitor_conf()
 {
     auto& daemon = monitor();
     const auto& config = daemon.configurator->config;
-    if (!config.lookupValue("Monitoring.report_freq", daemon.report_freq_ms)) {
+    if (!config.lookupValue(config::key::report_freq, daemon.report_freq_ms)) {
         monitor_logger().error("Couldn't read reports frequency from conf");
         return false;
     }
@@ -36,8 +37,8 @@ bool verify_vos_monitor_conf()
                               ", not collecting reports.");
         return false;
     }
-    if (!config.lookupValue("General.polling_rate_ms", daemon.polling_rate_ms)) {
-        monitor_logger().error("Missing configuration for ", "General.polling_rate_ms");
+    if (!config.lookupValue(config::key::polling_rate_ms, daemon.polling_rate_ms)) {
+        monitor_logger().error("Missing configuration for ", config::key::polling_rate_ms);
         return false;
     }
     return true;
