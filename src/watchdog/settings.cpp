@@ -1,13 +1,15 @@
 #include "watchdog/settings.h"
 
+#include "config/keys.h"
+
 #include <stdexcept>
 
 namespace vos_watchdog {
 
 namespace {
 
-constexpr const char* own_log_key = "Watchdog.log_config_file";
-constexpr const char* daemon_log_key = "Monitoring.log_config_file";
+constexpr const char* own_log_key = config::key::watchdog_log_config_file;
+constexpr const char* daemon_log_key = config::key::log_config_file;
 
 void read(const libconfig::Config& config, const char* key, std::chrono::milliseconds& value)
 {
@@ -30,11 +32,11 @@ Settings read_settings(const nyx::AConfigurator& configurator)
     else
         throw std::runtime_error(std::string("missing configuration value: ") + own_log_key +
                                  " or " + daemon_log_key);
-    read(config, "Watchdog.heartbeat_timeout_ms", settings.heartbeat_timeout);
-    read(config, "Watchdog.kill_delay_ms", settings.kill_delay);
-    read(config, "Watchdog.stop_timeout_ms", settings.stop_timeout);
-    read(config, "Watchdog.restart_delay_ms", settings.restart_delay);
-    read(config, "Watchdog.longest_restart_delay_ms", settings.longest_restart_delay);
+    read(config, config::key::heartbeat_timeout_ms, settings.heartbeat_timeout);
+    read(config, config::key::kill_delay_ms, settings.kill_delay);
+    read(config, config::key::stop_timeout_ms, settings.stop_timeout);
+    read(config, config::key::restart_delay_ms, settings.restart_delay);
+    read(config, config::key::longest_restart_delay_ms, settings.longest_restart_delay);
     return settings;
 }
 
