@@ -1,7 +1,7 @@
 #include "vosctl/check/file_probes.h"
 
+#include "config/keys.h"
 #include "platform/file/text_file.h"
-#include "report/health_reporter.h"
 #include "text/words.h"
 #include "utils/nyx_crypto.h"
 
@@ -17,10 +17,10 @@ namespace vosctl {
 
 namespace {
 
-constexpr const char* key_file_key = "General.hmac_key_file";
-constexpr const char* secret_key = "General.hmac_secret";
-constexpr const char* url_key = "General.zel_report_url";
-constexpr const char* local_report_key = "Monitoring.local_json_report_path";
+constexpr const char* key_file_key = config::key::hmac_key_file;
+constexpr const char* secret_key = config::key::hmac_secret;
+constexpr const char* url_key = config::key::zel_report_url;
+constexpr const char* local_report_key = config::key::local_json_report_path;
 
 std::string text_at(const libconfig::Config& config, const char* path)
 {
@@ -56,7 +56,7 @@ void probe_secret(const libconfig::Config& config, Findings& findings)
                             "is the example's: no report can be signed before \"vosctl seal\""});
     auto path = text_at(config, key_file_key);
     if (!named)
-        path = nyx::default_hmac_key_file;
+        path = config::default_hmac_key_file;
     if (path.empty() || (!named && !sealed))
         return;
     std::string failure;
@@ -76,7 +76,7 @@ void probe_certificate(const libconfig::Config& config, Findings& findings)
     if (secret.empty() || secret == unsealed_secret ||
         !text_at(config, url_key).starts_with("https:"))
         return;
-    const std::string path = VOSHealthReporter::client_cert_file;
+    const std::string path = config::client_certificate_file;
     struct stat found {};
     std::string failure;
     if (::stat(path.c_str(), &found) != 0 || ::access(path.c_str(), R_OK) != 0)
@@ -129,8 +129,8 @@ Findings probe_files(const libconfig::Config& config)
     Findings findings;
     probe_secret(config, findings);
     probe_certificate(config, findings);
-    probe_log(config, "Monitoring.log_config_file", findings);
-    probe_log(config, "Watchdog.log_config_file", findings);
+    probe_log(config, config::key::log_config_file, findings);
+    probe_log(config, config::key::watchdog_log_config_file, findings);
     probe_local_report(config, findings);
     return findings;
 }
