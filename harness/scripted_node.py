@@ -97,7 +97,7 @@ class Supervised(Watched):
     def tell_requests(self):
         """What came to the server since the last time."""
         reports = self.node.wait_for_reports(self.requests + 1)
-        for document, request in reports[self.requests :]:
+        for document, request in reports[self.requests:]:
             self.say(self.normal.names(normal_text.request_text(document, request)))
         self.requests = len(reports)
 
@@ -116,7 +116,7 @@ class Supervised(Watched):
         for _ in range(2):  # the second time there is a file
             self.command("bundle", "case")
         case = self.normal.names(self.node.read("case"))
-        self.say(case[case.index("===== conf") : case.index("===== status")])
+        self.say(case[case.index("===== conf"): case.index("===== status")])
         self.say(*(line for line in case.splitlines() if line.startswith(("=====", "-----"))))
 
     def files_that_fail(self):

@@ -53,7 +53,7 @@ class Part:
 
     def fresh_log(self):
         """What the daemon has logged since the last step."""
-        return self.node.read("log")[self.seen :]
+        return self.node.read("log")[self.seen:]
 
     def step(self, title, said):
         """Waits for a record of the daemon and until it is silent; tells what it logged."""
