@@ -209,7 +209,7 @@ def parse_options():
     parser.add_argument("--key-id", required=True, help="expected \"key\" of the query")
     parser.add_argument("--period", type=int, required=True, help="of a token, in ms")
     parser.add_argument("--path", default="/report")
-    parser.add_argument("--keep", help="folder that gets NNNN.json and NNNN.meta.json")
+    parser.add_argument("--keep", help="directory that gets NNNN.json and NNNN.meta.json")
     parser.add_argument("--fault", help="file that tells how to misbehave")
     parser.add_argument("--print", action="store_true", help="one line per accepted report")
     return parser.parse_args()
