@@ -1,5 +1,6 @@
 #include "monitor/control_messages.h"
 
+#include "common/nyx_dispatch.h"
 #include "config/keys.h"
 #include "monitor/keepalive.h"
 #include "monitor/monitor.h"

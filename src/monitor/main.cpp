@@ -1,5 +1,6 @@
 // vos_monitor: start-up, the loop, and shutdown as the same list backwards.
 #include "common/libevent_messages.h"
+#include "common/nyx_dispatch.h"
 #include "common/nyx_random.h"
 #include "config/keys.h"
 #include "monitor/control_messages.h"
@@ -14,6 +15,8 @@
 #include "platform/memprof/startup_pages.h"
 #include "platform/process/program_runner.h"
 #include "platform/shared_memory/shared_object.h"
+#include "report/health_document.h"
+#include "report/health_reporter.h"
 #include "utils/dual_nyx_helper.h"
 
 #include <malloc.h>
@@ -137,7 +140,7 @@ void create_reporter()
     required(config::key::vos_public_ip, "Cannot find my external IP in configuration");
     monitor().reporter =
         std::make_unique<VOSHealthReporter>(monitor().configurator, hmac_params(), path);
-    monitor().reporter->set_on_end([] { monitor().node_status.tell(); });
+    monitor().reporter->set_on_end([] { monitor().node_status.status_changed(); });
 }
 
 void arm_first_timers()
@@ -150,7 +153,7 @@ void arm_first_timers()
     processes_manager().calculate_processes_performance(
         ProcessesManager::get_allowed_processes(true));
     nyx_monitor::charge_msgchk();
-    monitor().node_status.tell();
+    monitor().node_status.status_changed();
 }
 
 /// A node of thousands of interfaces has reports of megabytes. Their texts are

@@ -7,7 +7,7 @@
 #include "common/nyx_logging.h"
 #include "monitor/node_status_sender.h"
 #include "platform/logger/sup_logger.h"
-#include "report/health_reporter.h"
+#include "report/reporter.h"
 
 #include <cstdint>
 #include <memory>
@@ -28,11 +28,11 @@ struct Monitor {
     nyx::NYXEventLibEventTimer send_timer;     ///< drives the transfer
     nyx::AConfigurator* configurator{nullptr}; ///< not owned, set first of all
     std::unique_ptr<NyxLoggingHandle> logging;
-    std::unique_ptr<VOSHealthReporter> reporter;
-    NodeStatusSender node_status;
-    int ipc_fd{-1};                   ///< link to the supervisor, -1 without
-    std::int32_t report_freq_ms{0};   ///< "Monitoring.report_freq"
-    std::uint32_t polling_rate_ms{0}; ///< "General.polling_rate_ms"
+    std::unique_ptr<nyx::Reporter> reporter; ///< the health reporter; null until it is needed
+    int ipc_fd{-1};                          ///< link to the supervisor, -1 without
+    std::int32_t report_freq_ms{0};          ///< "Monitoring.report_freq"
+    std::uint32_t polling_rate_ms{0};        ///< "General.polling_rate_ms"
+    NodeStatusSender node_status{ipc_fd, reporter};
 
     Monitor();
 };

@@ -1,8 +1,8 @@
 #include "monitor/node_status_sender.h"
 
-#include "monitor/monitor.h"
 #include "platform/crypto/certificate.h"
 #include "platform/ipc/ipc.h"
+#include "platform/logger/sup_logger.h"
 #include "utils/node_status.h"
 
 #include <algorithm>
@@ -15,13 +15,18 @@ namespace {
 
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 constexpr milliseconds period{1000};
 
+SupLogger& logger()
+{
+    static SupLogger& instance = SupLogger::get_instance("VOSMonitor");
+    return instance;
+}
+
 /// The certificate is looked at each time: it is renewed without a word to us,
 /// and libcurl too reads it for every transfer.
-nyx_utils::NodeStatus gather(VOSHealthReporter& reporter)
+nyx_utils::NodeStatus gather(nyx::Reporter& reporter)
 {
     const auto& sending = reporter.outcome();
     nyx_utils::NodeStatus status;
@@ -41,36 +46,41 @@ nyx_utils::NodeStatus gather(VOSHealthReporter& reporter)
     return status;
 }
 
-void send_status()
-{
-    const auto& daemon = monitor();
-    if (daemon.ipc_fd == -1 || !daemon.reporter)
-        return;
-    ipcmsg_t record;
-    init_ipc_hdr(&record, ipc_node_status, "vos_monitor", "watchdog");
-    const auto text = libvariant::write_json(nyx_utils::to_variant(gather(*daemon.reporter)));
-    if (const int error = send_msg(daemon.ipc_fd, record, text); error != 0)
-        monitor_logger().debug("node status: not sent: ", std::strerror(error));
-}
-
 } // namespace
 
-void NodeStatusSender::tell()
+NodeStatusSender::NodeStatusSender(const int& link, const std::unique_ptr<nyx::Reporter>& reporter)
+    : m_link(link), m_reporter(reporter), m_timer(on_due, this, -1)
+{
+}
+
+void NodeStatusSender::status_changed(Clock::time_point now)
 {
     if (m_timer.is_pending())
         return;
-    const auto age = duration_cast<milliseconds>(steady_clock::now() - m_last);
+    const auto age = duration_cast<milliseconds>(now - m_last);
     m_timer.charge(static_cast<unsigned>(std::max(milliseconds{0}, period - age).count()));
 }
 
-void NodeStatusSender::on_due(evutil_socket_t, short, void* self)
+void NodeStatusSender::on_due(int, short, void* self)
 {
-    static_cast<NodeStatusSender*>(self)->m_last = steady_clock::now();
+    auto& sender = *static_cast<NodeStatusSender*>(self);
+    sender.m_last = Clock::now();
     try {
-        send_status();
+        sender.send();
     } catch (const std::exception& error) { // no memory: the next record says it all
-        monitor_logger().debug("node status: not sent: ", error.what());
+        logger().debug("node status: not sent: ", error.what());
     }
+}
+
+void NodeStatusSender::send() const
+{
+    if (m_link == -1 || !m_reporter)
+        return;
+    ipcmsg_t record;
+    init_ipc_hdr(&record, ipc_node_status, "vos_monitor", "watchdog");
+    const auto json = libvariant::write_json(nyx_utils::to_variant(gather(*m_reporter)));
+    if (const int error = send_msg(m_link, record, json); error != 0)
+        logger().debug("node status: not sent: ", std::strerror(error));
 }
 
 } // namespace nyx_monitor

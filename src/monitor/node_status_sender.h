@@ -1,27 +1,36 @@
-// Tells the supervisor how the daemon fares.
+// Reports the daemon's state to the supervisor.
 #pragma once
 
 #include "common/nyx_libevent.h"
+#include "report/reporter.h"
 
 #include <chrono>
+#include <memory>
 
 namespace nyx_monitor {
 
-/// One record on the control link for all that happens within a second. A link
+/// One record on the control link for all that changes within a second. A link
 /// that is full or lost costs the record. Loop thread only.
 class NodeStatusSender {
 public:
-    NodeStatusSender() : m_timer(on_due, this, -1) {}
+    using Clock = std::chrono::steady_clock;
 
-    /// Something has changed: a record follows on the next loop turn, or when
-    /// the last one is a second old.
-    void tell();
+    /// Where the link (-1: none) and the reporter (null: none) are found when a
+    /// record is due; without one of them there is none. Both outlive the sender.
+    NodeStatusSender(const int& link, const std::unique_ptr<nyx::Reporter>& reporter);
+
+    /// A record follows on the next loop turn, or when the last one is a second
+    /// old.
+    void status_changed(Clock::time_point now = Clock::now());
 
 private:
-    static void on_due(evutil_socket_t, short, void* self);
+    static void on_due(int, short, void* self);
+    void send() const;
 
+    const int& m_link;
+    const std::unique_ptr<nyx::Reporter>& m_reporter;
     nyx::NYXEventLibEventTimer m_timer;
-    std::chrono::steady_clock::time_point m_last{}; ///< when the last one was due
+    Clock::time_point m_last{}; ///< when the last one was due
 };
 
 } // namespace nyx_monitor

@@ -75,7 +75,7 @@ void reconf_handler_cb()
         daemon.send_timer.del(true);
     }
     nyx_logging_reload(daemon.logging.get());
-    daemon.node_status.tell();
+    daemon.node_status.status_changed();
 }
 
 } // namespace nyx_monitor
