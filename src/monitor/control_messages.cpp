@@ -5,9 +5,8 @@
 #include "monitor/keepalive.h"
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
+#include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
-
-#include <unistd.h>
 
 #include <array>
 #include <utility>
@@ -21,8 +20,8 @@ constexpr std::size_t receive_buffer_size = 4096;
 /// still lets the loop serve its timers and signals in between.
 constexpr int most_messages_a_turn = 1024;
 
-/// What all three messages have in common: too long is told of and obeyed, and
-/// who asked is written down.
+/// What all three messages have in common: one that is too long is reported and
+/// obeyed, and who asked is written down.
 void log_request(const unsigned char* msg, std::size_t size, const char* size_warning,
                  const char* requester)
 {
@@ -34,6 +33,13 @@ void log_request(const unsigned char* msg, std::size_t size, const char* size_wa
 
 } // namespace
 
+nyx::NYXEventLibEvent& message_check()
+{
+    static nyx::NYXEventLibEvent event(nyx::event_readable | nyx::event_timed_out, msg_check,
+                                       nullptr);
+    return event;
+}
+
 void charge_msgchk()
 {
     unsigned timeout_ms = config::default_message_check_timeout_ms;
@@ -41,12 +47,12 @@ void charge_msgchk()
             config::key::message_check_timeout_ms, timeout_ms))
         monitor_logger().debug("charge_msgchk: missing configuration value for message check "
                                "timeout; defaulting to 5000 ms.");
-    monitor().message_check.add(monitor().ipc_fd, timeout_ms, -1);
+    message_check().add(monitor().ipc_fd, timeout_ms, -1);
 }
 
-void msg_check(evutil_socket_t, short events, void*)
+void msg_check(int, short events, void*)
 {
-    if (monitor().ipc_fd != -1 && events == EV_READ)
+    if (monitor().ipc_fd != -1 && events == nyx::event_readable)
         read_msgs();
     charge_msgchk();
 }
@@ -57,8 +63,7 @@ void read_msgs()
     for (int i = 0; i < most_messages_a_turn; ++i) {
         const auto length = read_msg(monitor().ipc_fd, buffer.data(), buffer.size(), 0);
         if (length < 0) {
-            ::close(std::exchange(monitor().ipc_fd, -1));
-            nyx::IDispatch::setup(-1, {}); // nobody may write to that number any more
+            close_supervisor_link();
             return;
         }
         if (length == 0)
@@ -67,6 +72,12 @@ void read_msgs()
         // However many messages come, the supervisor is to hear of us meanwhile.
         nyx::KeepAlive::instance()->send_when_due();
     }
+}
+
+void close_supervisor_link()
+{
+    nyx::IDispatch::setup(-1, {}); // its number may soon be another file's
+    const platform::UniqueFd link(std::exchange(monitor().ipc_fd, -1));
 }
 
 void handle_ipc_msg(const unsigned char* msg, std::size_t size)

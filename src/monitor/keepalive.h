@@ -1,4 +1,4 @@
-// The heartbeat that tells the supervisor that the loop is alive.
+// The heartbeat, by which the supervisor knows that the loop is alive.
 #pragma once
 
 #include "common/nyx_libevent.h"

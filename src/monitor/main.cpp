@@ -9,7 +9,6 @@
 #include "monitor/scheduling.h"
 #include "monitor/signals.h"
 #include "platform/file/standard_descriptors.h"
-#include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
@@ -21,6 +20,7 @@
 
 #include <malloc.h>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -146,8 +146,8 @@ void create_reporter()
 void arm_first_timers()
 {
     if (nyx_monitor::verify_vos_monitor_conf()) {
-        monitor().schedule_timer.charge(0);
-        monitor().send_timer.charge(0);
+        nyx_monitor::schedule_timer().charge(0);
+        nyx_monitor::send_timer().charge(0);
     }
     // A first measurement now, so that the first report has one to compare with.
     processes_manager().calculate_processes_performance(
@@ -165,18 +165,12 @@ void map_large_blocks()
     ::mallopt(M_MMAP_THRESHOLD, large);
 }
 
-void close_supervisor_link()
-{
-    monitor().message_check.del(false);
-    nyx::IDispatch::setup(-1, {});
-    const platform::UniqueFd link(std::exchange(monitor().ipc_fd, -1));
-}
-
 void shut_down()
 {
     monitor_logger().info("VOS monitor terminating ...");
     monitor().reporter.reset();
-    close_supervisor_link();
+    nyx_monitor::message_check().del(false);
+    nyx_monitor::close_supervisor_link();
     monitor_logger().info("VOS has monitor successfully stopped");
     nyx_logging_and_watch_fini(std::move(monitor().logging));
 }

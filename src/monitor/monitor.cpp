@@ -1,16 +1,8 @@
 #include "monitor/monitor.h"
 
 #include "config/keys.h"
-#include "monitor/control_messages.h"
-#include "monitor/scheduling.h"
 
 namespace nyx_monitor {
-
-Monitor::Monitor()
-    : schedule_timer(vos_monitor_schedule_et, nullptr, -1),
-      message_check(EV_READ | EV_TIMEOUT, msg_check, nullptr), send_timer(send_reports, nullptr, -1)
-{
-}
 
 Monitor& monitor()
 {

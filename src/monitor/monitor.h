@@ -1,5 +1,6 @@
-// What the parts of the daemon share: its timers, its reporter and the link to
-// the supervisor. All of it belongs to the loop thread.
+// What the modules of the daemon share: its configuration, reporter and log, the
+// link to the supervisor, and the periods. All of it belongs to the loop thread.
+// An event is not here but in the module whose callback it calls.
 #pragma once
 
 #include "common/nyx_configurator.h"
@@ -20,21 +21,16 @@ public:
     VOSMonitorConfigurator() : nyx::AConfigurator("vos.conf", false) {}
 };
 
-/// The daemon's parts. Constructing it touches nothing; main fills it in.
+/// The daemon's state. Constructing it touches nothing; main fills it in.
 struct Monitor {
     nyx::NYXEventBase event_base;
-    nyx::NYXEventLibEventTimer schedule_timer; ///< builds a report
-    nyx::NYXEventLibEvent message_check;       ///< supervisor's messages
-    nyx::NYXEventLibEventTimer send_timer;     ///< drives the transfer
     nyx::AConfigurator* configurator{nullptr}; ///< not owned, set first of all
     std::unique_ptr<NyxLoggingHandle> logging;
     std::unique_ptr<nyx::Reporter> reporter; ///< the health reporter; null until it is needed
-    int ipc_fd{-1};                          ///< link to the supervisor, -1 without
+    int ipc_fd{-1};                          ///< link to the supervisor, owned; -1 without
     std::int32_t report_freq_ms{0};          ///< "Monitoring.report_freq"
     std::uint32_t polling_rate_ms{0};        ///< "General.polling_rate_ms"
     NodeStatusSender node_status{ipc_fd, reporter};
-
-    Monitor();
 };
 
 /// The daemon.
@@ -44,7 +40,7 @@ Monitor& monitor();
 SupLogger& monitor_logger();
 
 /// Reads the two settings that reporting needs. False, and one record that says
-/// why, when reporting is off.
+/// why, when reporting is off; a value that was read before stays read.
 bool verify_vos_monitor_conf();
 
 } // namespace nyx_monitor

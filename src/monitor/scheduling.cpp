@@ -18,11 +18,11 @@ std::int64_t milliseconds_between(const timeval& start, const timeval& end)
 
 /// Arms `timer` for the next loop turn unless it is armed already: a changed
 /// period counts from the next firing on.
-void charge_idle_timer(nyx::NYXEventLibEventTimer& timer, LogLevel level, const char* text)
+void charge_idle_timer(nyx::NYXEventLibEventTimer& timer, LogLevel level, const char* record)
 {
     if (timer.is_pending())
         return;
-    monitor_logger().log(level, text);
+    monitor_logger().log(level, record);
     timer.charge(0);
 }
 
@@ -35,7 +35,19 @@ void rearm(nyx::NYXEventLibEventTimer& timer, unsigned int ms)
 
 } // namespace
 
-void vos_monitor_schedule_et(evutil_socket_t, short, void*)
+nyx::NYXEventLibEventTimer& schedule_timer()
+{
+    static nyx::NYXEventLibEventTimer timer(vos_monitor_schedule_et, nullptr, -1);
+    return timer;
+}
+
+nyx::NYXEventLibEventTimer& send_timer()
+{
+    static nyx::NYXEventLibEventTimer timer(send_reports, nullptr, -1);
+    return timer;
+}
+
+void vos_monitor_schedule_et(int, short, void*)
 {
     auto& daemon = monitor();
     auto& log = monitor_logger();
@@ -45,7 +57,7 @@ void vos_monitor_schedule_et(evutil_socket_t, short, void*)
     timeval start{};
     ::gettimeofday(&start, nullptr);
     // Re-armed before the work, so that the period counts from start to start.
-    rearm(daemon.schedule_timer, static_cast<unsigned>(daemon.report_freq_ms));
+    rearm(schedule_timer(), static_cast<unsigned>(daemon.report_freq_ms));
     if (!daemon.reporter->send_report_async(false))
         log.error("Failed sending report");
     timeval end{};
@@ -53,12 +65,12 @@ void vos_monitor_schedule_et(evutil_socket_t, short, void*)
     log.info("Collecting VOS health report took ", milliseconds_between(start, end), "ms");
 }
 
-void send_reports(evutil_socket_t, short, void*)
+void send_reports(int, short, void*)
 {
     auto& daemon = monitor();
     if (!daemon.reporter->continue_send_report())
         monitor_logger().error("Failed sending VOS health report");
-    rearm(daemon.send_timer, daemon.polling_rate_ms);
+    rearm(send_timer(), daemon.polling_rate_ms);
 }
 
 void reconf_handler_cb()
@@ -67,12 +79,12 @@ void reconf_handler_cb()
     monitor_logger().info("Handling reconfigure event");
     daemon.configurator->reload_configuration();
     if (verify_vos_monitor_conf()) {
-        charge_idle_timer(daemon.schedule_timer, LogLevel::info, "Rescheduling health reports");
-        charge_idle_timer(daemon.send_timer, LogLevel::debug, "Rescheduling report send");
+        charge_idle_timer(schedule_timer(), LogLevel::info, "Rescheduling health reports");
+        charge_idle_timer(send_timer(), LogLevel::debug, "Rescheduling report send");
     } else {
         monitor_logger().notice("Configuration does not allow sending reports");
-        daemon.schedule_timer.del(true);
-        daemon.send_timer.del(true);
+        schedule_timer().del(true);
+        send_timer().del(true);
     }
     nyx_logging_reload(daemon.logging.get());
     daemon.node_status.status_changed();

@@ -1,18 +1,26 @@
 // Building a report once a period, driving its transfer, following reloads.
 #pragma once
 
-#include <event2/util.h>
+#include "common/nyx_libevent.h"
 
 namespace nyx_monitor {
 
+/// The two timers, one-shot each; their callbacks follow.
+nyx::NYXEventLibEventTimer& schedule_timer();
+nyx::NYXEventLibEventTimer& send_timer();
+
 /// Schedule timer: re-arms itself, then builds a report and starts to send it.
-void vos_monitor_schedule_et(evutil_socket_t, short, void*);
+/// With a period of 0 or less it does neither. Throws std::runtime_error when it
+/// can not be armed again.
+void vos_monitor_schedule_et(int, short, void*);
 
-/// Send timer: drives the pending transfer, then re-arms itself.
-void send_reports(evutil_socket_t, short, void*);
+/// Send timer: drives the pending transfer, then re-arms itself. Throws as the
+/// schedule timer does.
+void send_reports(int, short, void*);
 
-/// Reads the configuration again, tells the components, and switches reporting
-/// on or off.
+/// Reads the configuration again, with the components that follow it, and
+/// switches reporting on or off. A timer that is pending stays as it is: a
+/// changed period counts from its next firing.
 void reconf_handler_cb();
 
 } // namespace nyx_monitor

@@ -1,5 +1,6 @@
 #include "monitor/signals.h"
 
+#include "common/nyx_libevent.h"
 #include "event/sigchild.h"
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
@@ -15,12 +16,11 @@ namespace nyx_monitor {
 namespace {
 
 /// True when `signal` is the handler's own; otherwise one error record.
-bool is_own_signal(evutil_socket_t signal, int own, const char* event)
+bool is_own_signal(int signal, int own, const char* event)
 {
     if (signal == own)
         return true;
-    monitor_logger().error("Wrong signal number for ", event,
-                           " event: ", ::strsignal(static_cast<int>(signal)));
+    monitor_logger().error("Wrong signal number for ", event, " event: ", ::strsignal(signal));
     return false;
 }
 
@@ -58,14 +58,14 @@ void add_signal_events()
         event.add(event.signal(), -1);
 }
 
-void default_signal_handler(evutil_socket_t signal, short, void*)
+void default_signal_handler(int signal, short, void*)
 {
     monitor_logger().info("Default signal handler called for signal ", signal,
                           ". Terminating process. ");
     nyx::NYXEventBase::loop_break();
 }
 
-void gracefull_shutdown_signal_handler(evutil_socket_t signal, short, void*)
+void gracefull_shutdown_signal_handler(int signal, short, void*)
 {
     if (!is_own_signal(signal, SIGTERM, "graceful shutdown"))
         return;
@@ -73,13 +73,13 @@ void gracefull_shutdown_signal_handler(evutil_socket_t signal, short, void*)
     nyx::NYXEventBase::loop_exit();
 }
 
-void reconf_signal_handler(evutil_socket_t signal, short, void*)
+void reconf_signal_handler(int signal, short, void*)
 {
     if (is_own_signal(signal, SIGUSR1, "reconfiguration"))
         reconf_handler_cb();
 }
 
-void dump_signal_handler(evutil_socket_t signal, short, void*)
+void dump_signal_handler(int signal, short, void*)
 {
     if (!is_own_signal(signal, SIGUSR2, "dump"))
         return;

@@ -1,20 +1,18 @@
 // What each signal does to the daemon.
 #pragma once
 
-#include <event2/util.h>
-
 namespace nyx_monitor {
 
 /// Arms the events of all the signals that the daemon handles.
 void add_signal_events();
 
 /// Ends the loop at once.
-void default_signal_handler(evutil_socket_t signal, short, void*);
+void default_signal_handler(int signal, short, void*);
 /// SIGTERM: ends the loop after the callbacks that are active.
-void gracefull_shutdown_signal_handler(evutil_socket_t signal, short, void*);
+void gracefull_shutdown_signal_handler(int signal, short, void*);
 /// SIGUSR1: reloads the configuration.
-void reconf_signal_handler(evutil_socket_t signal, short, void*);
+void reconf_signal_handler(int signal, short, void*);
 /// SIGUSR2: logs the memory profile.
-void dump_signal_handler(evutil_socket_t signal, short, void*);
+void dump_signal_handler(int signal, short, void*);
 
 } // namespace nyx_monitor
