@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -14,7 +15,7 @@ namespace vos_watchdog {
 namespace {
 
 constexpr std::size_t most_links = 32;
-constexpr unsigned silent_link_ms = 5000; ///< a link that says nothing at first is closed
+constexpr std::chrono::seconds longest_silence{5}; ///< a link that says nothing at first is closed
 constexpr const char* own_name = "watchdog";
 
 SupLogger& logger()
@@ -27,19 +28,18 @@ SupLogger& logger()
 
 struct ControlServer::Link {
     Link(ControlServer& owner, int descriptor)
-        : server(owner), fd(descriptor), event(EV_READ | EV_TIMEOUT, on_link_event, this)
+        : fd(descriptor), wait([this, &owner](auto end) { owner.link_waited(*this, end); })
     {
     }
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;
 
-    ControlServer& server;
     platform::UniqueFd fd;
-    nyx::NYXEventLibEvent event; ///< goes before the descriptor it is for
+    nyx::SocketWait wait; ///< goes before the descriptor that it is for
 };
 
 ControlServer::ControlServer(ControlCallbacks callbacks)
-    : m_callbacks(std::move(callbacks)), m_accept_event(EV_READ | EV_PERSIST, on_accept, this)
+    : m_callbacks(std::move(callbacks)), m_accept([this] { accept_all(); })
 {
 }
 
@@ -51,12 +51,7 @@ int ControlServer::start(const char* family)
     if (const int error = listen_socket(&fd, family); error != 0)
         return error;
     m_listener.reset(fd);
-    return m_accept_event.add(fd, -1) ? 0 : EINVAL;
-}
-
-void ControlServer::on_accept(evutil_socket_t, short, void* self)
-{
-    static_cast<ControlServer*>(self)->accept_all();
+    return m_accept.start(fd) ? 0 : EINVAL;
 }
 
 void ControlServer::accept_all()
@@ -82,17 +77,15 @@ void ControlServer::add_link(int fd)
         return;
     }
     auto& link = m_links.emplace_back(*this, owned.release());
-    link.event.add(link.fd.get(), silent_link_ms, -1);
+    link.wait.await(link.fd.get(), longest_silence);
 }
 
-void ControlServer::on_link_event(evutil_socket_t, short events, void* arg)
+void ControlServer::link_waited(Link& link, nyx::SocketWait::Outcome end)
 {
-    auto& link = *static_cast<Link*>(arg);
-    auto& server = link.server;
-    if ((events & EV_READ) != 0)
-        server.read_link(link);
+    if (end == nyx::SocketWait::Outcome::readable)
+        read_link(link);
     else
-        server.close_link(link);
+        close_link(link);
 }
 
 void ControlServer::close_link(Link& link)
@@ -114,7 +107,7 @@ void ControlServer::read_link(Link& link)
     if (fate == Fate::close)
         close_link(link);
     else
-        link.event.add(link.fd.get(), -1);
+        link.wait.await(link.fd.get());
 }
 
 ControlServer::Fate ControlServer::handle(Link& link, const unsigned char* bytes, std::size_t size)

@@ -2,7 +2,7 @@
 // operators' tools.
 #pragma once
 
-#include "common/nyx_libevent.h"
+#include "event/socket_watch.h"
 #include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
 
@@ -39,11 +39,9 @@ private:
     struct Link;
     enum class Fate { keep, close };
 
-    static void on_accept(evutil_socket_t, short, void* self);
-    static void on_link_event(evutil_socket_t, short events, void* link);
-
     void accept_all();
     void add_link(int fd);
+    void link_waited(Link& link, nyx::SocketWait::Outcome end);
     void close_link(Link& link);
     void read_link(Link& link);
     Fate handle(Link& link, const unsigned char* bytes, std::size_t size);
@@ -52,7 +50,7 @@ private:
 
     ControlCallbacks m_callbacks;
     platform::UniqueFd m_listener;
-    nyx::NYXEventLibEvent m_accept_event;
+    nyx::SocketWatch m_accept;
     std::list<Link> m_links;
     Link* m_daemon{nullptr}; ///< the daemon's link, one of m_links
 };

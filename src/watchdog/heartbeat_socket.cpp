@@ -16,7 +16,7 @@ constexpr int records_per_turn = 64; ///< no sender keeps the loop to itself
 
 HeartbeatSocket::HeartbeatSocket(std::string sender, std::function<void()> on_heartbeat)
     : m_sender(std::move(sender)), m_on_heartbeat(std::move(on_heartbeat)),
-      m_event(EV_READ | EV_PERSIST, on_readable, this)
+      m_watch([this] { read_some(); })
 {
 }
 
@@ -26,12 +26,7 @@ int HeartbeatSocket::start(const char* name)
     if (const int error = start_socket(&fd, name); error != 0)
         return error;
     m_fd.reset(fd);
-    return m_event.add(fd, -1) ? 0 : EINVAL;
-}
-
-void HeartbeatSocket::on_readable(evutil_socket_t, short, void* self)
-{
-    static_cast<HeartbeatSocket*>(self)->read_some();
+    return m_watch.start(fd) ? 0 : EINVAL;
 }
 
 void HeartbeatSocket::read_some()

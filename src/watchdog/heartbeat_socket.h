@@ -1,7 +1,7 @@
 // Receiving the daemon's heartbeats.
 #pragma once
 
-#include "common/nyx_libevent.h"
+#include "event/socket_watch.h"
 #include "platform/file/unique_fd.h"
 
 #include <functional>
@@ -22,13 +22,12 @@ public:
     int start(const char* name);
 
 private:
-    static void on_readable(evutil_socket_t, short, void* self);
     void read_some();
 
     std::string m_sender;
     std::function<void()> m_on_heartbeat;
     platform::UniqueFd m_fd;
-    nyx::NYXEventLibEvent m_event;
+    nyx::SocketWatch m_watch; ///< goes before the descriptor that it is for
 };
 
 } // namespace vos_watchdog

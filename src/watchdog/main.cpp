@@ -1,8 +1,11 @@
 // vos_watchdog: the supervisor of vos_monitor.
 #include "common/libevent_messages.h"
+#include "common/nyx_libevent.h"
 #include "common/nyx_logging.h"
 #include "event/sigchild.h"
+#include "event/signal_watch.h"
 #include "platform/file/standard_descriptors.h"
+#include "platform/ipc/ipc.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/dual_nyx_helper.h"
 #include "watchdog/settings.h"
@@ -44,8 +47,8 @@ SupLogger& logger()
     return instance;
 }
 
-/// The folder of the sockets, for a machine that has none yet.
-void make_ipc_folder()
+/// The directory of the sockets, for a machine that has none yet.
+void make_ipc_directory()
 {
     constexpr mode_t owner_writes = 0755;
     if (::mkdir(ipc_dir().c_str(), owner_writes) != 0 && errno != EEXIST)
@@ -57,21 +60,21 @@ std::string daemon_path()
     return std::filesystem::read_symlink("/proc/self/exe").replace_filename("vos_monitor").string();
 }
 
-void on_stop_signal(evutil_socket_t signal, short, void* supervisor)
+void stop(Supervisor& supervisor, int signal)
 {
     logger().info("signal ", signal, ", ending the daemon");
-    static_cast<Supervisor*>(supervisor)->shut_down();
+    supervisor.shut_down();
 }
 
 /// The exit status.
 int run_loop(const Settings& settings, nyx::NYXEventBase& base)
 {
     Supervisor supervisor(settings, daemon_path());
-    nyx::NYXEventLibEventSignal events[] = {{SIGTERM, on_stop_signal, &supervisor},
-                                            {SIGINT, on_stop_signal, &supervisor},
-                                            {SIGCHLD, nyx::sigchild_handler, nullptr}};
-    for (auto& event : events)
-        event.add(event.signal(), -1);
+    nyx::SignalWatch watches[] = {{SIGTERM, [&] { stop(supervisor, SIGTERM); }},
+                                  {SIGINT, [&] { stop(supervisor, SIGINT); }},
+                                  {SIGCHLD, [] { nyx::sigchild_handler(SIGCHLD, 0, nullptr); }}};
+    for (auto& watch : watches)
+        watch.start();
     supervisor.start();
     base.dispatch();
     return supervisor.is_terminated() ? exit_terminated : exit_done;
@@ -91,7 +94,7 @@ int run(const std::string& config)
     int status = exit_done;
     nyx::NYXEventBase base;
     try {
-        make_ipc_folder();
+        make_ipc_directory();
         base.init();
         status = run_loop(settings, base);
         logger().info("supervisor ended");

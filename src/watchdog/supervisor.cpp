@@ -1,5 +1,6 @@
 #include "watchdog/supervisor.h"
 
+#include "common/nyx_libevent.h"
 #include "platform/logger/sup_logger.h"
 #include "platform/variant/variant.h"
 
@@ -15,7 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr unsigned tick_ms = 1000;
+constexpr milliseconds tick_period{1000};
 constexpr const char* daemon_name = "vos_monitor";
 constexpr const char* heartbeat_socket = "watchdog";
 constexpr const char* control_family = "vos";
@@ -31,11 +32,6 @@ void require(int error, const char* socket)
     if (error != 0)
         throw std::runtime_error("can not bind " + ipc_dir() + "/" + socket +
                                  ".sock: " + std::strerror(error));
-}
-
-unsigned timer_ms(milliseconds delay)
-{
-    return static_cast<unsigned>(delay.count());
 }
 
 std::int64_t age_ms(steady_clock::time_point time)
@@ -55,8 +51,9 @@ Supervisor::Supervisor(const Settings& settings, const std::string& program)
       m_control({[this] { return m_daemon.pid(); }, [this] { return status_json(); },
                  [this](std::uint16_t type) { request_forwarded(type); },
                  [this](std::string_view text) { node_told(text); }}),
-      m_back_off(settings.restart_delay, settings.longest_restart_delay), m_tick(on_tick, this),
-      m_restart_timer(on_restart_due, this, -1), m_kill_timer(on_kill_due, this, -1)
+      m_back_off(settings.restart_delay, settings.longest_restart_delay),
+      m_tick([this] { tick(); }), m_restart_timer([this] { restart_due(); }),
+      m_kill_timer([this] { kill_due(); })
 {
 }
 
@@ -64,7 +61,7 @@ void Supervisor::start()
 {
     require(m_heartbeats.start(heartbeat_socket), heartbeat_socket);
     require(m_control.start(control_family), control_family);
-    m_tick.add(-1, tick_ms, -1);
+    m_tick.start(tick_period);
     start_daemon();
     m_notifier.send("READY=1");
 }
@@ -84,12 +81,11 @@ void Supervisor::start_daemon()
     notify_status();
 }
 
-void Supervisor::on_tick(evutil_socket_t, short, void* self)
+void Supervisor::tick()
 {
-    auto& supervisor = *static_cast<Supervisor*>(self);
-    supervisor.m_notifier.send("WATCHDOG=1");
-    supervisor.check_heartbeat();
-    supervisor.notify_status();
+    m_notifier.send("WATCHDOG=1");
+    check_heartbeat();
+    notify_status();
 }
 
 void Supervisor::check_heartbeat()
@@ -105,19 +101,18 @@ void Supervisor::check_heartbeat()
 void Supervisor::expect_end(State state, milliseconds within)
 {
     m_state = state;
-    m_kill_timer.charge(timer_ms(within));
+    m_kill_timer.charge(within);
 }
 
-void Supervisor::on_kill_due(evutil_socket_t, short, void* self)
+void Supervisor::kill_due()
 {
-    auto& supervisor = *static_cast<Supervisor*>(self);
     logger().error(daemon_name, " does not end, sending SIGKILL");
-    supervisor.m_daemon.signal(SIGKILL);
+    m_daemon.signal(SIGKILL);
 }
 
 void Supervisor::daemon_ended(const ProcessEnd& end)
 {
-    m_kill_timer.del(false);
+    m_kill_timer.cancel();
     const auto state = std::exchange(m_state, State::down);
     logger().log(state == State::leaving || state == State::stopping ? LogLevel::info
                                                                      : LogLevel::error,
@@ -135,15 +130,14 @@ void Supervisor::restart_after(milliseconds delay)
 {
     m_state = State::down;
     logger().info("starting ", daemon_name, " again in ", delay.count(), " ms");
-    m_restart_timer.charge(timer_ms(delay));
+    m_restart_timer.charge(delay);
     notify_status();
 }
 
-void Supervisor::on_restart_due(evutil_socket_t, short, void* self)
+void Supervisor::restart_due()
 {
-    auto& supervisor = *static_cast<Supervisor*>(self);
-    ++supervisor.m_restarts;
-    supervisor.start_daemon();
+    ++m_restarts;
+    start_daemon();
 }
 
 void Supervisor::request_forwarded(std::uint16_t type)
@@ -161,7 +155,7 @@ void Supervisor::request_forwarded(std::uint16_t type)
 void Supervisor::shut_down()
 {
     m_notifier.send("STOPPING=1");
-    m_restart_timer.del(false);
+    m_restart_timer.cancel();
     if (!m_daemon.is_running()) {
         nyx::NYXEventBase::loop_exit();
         return;

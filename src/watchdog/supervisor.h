@@ -2,7 +2,7 @@
 // hangs, and starts the next.
 #pragma once
 
-#include "common/nyx_libevent.h"
+#include "event/timer.h"
 #include "utils/node_status.h"
 #include "watchdog/back_off.h"
 #include "watchdog/child_process.h"
@@ -47,10 +47,9 @@ private:
         stopping, ///< it was asked to end, and the supervisor ends with it
     };
 
-    static void on_tick(evutil_socket_t, short, void* self);
-    static void on_restart_due(evutil_socket_t, short, void* self);
-    static void on_kill_due(evutil_socket_t, short, void* self);
-
+    void tick();
+    void restart_due();
+    void kill_due();
     void start_daemon();
     void check_heartbeat();
     void daemon_ended(const ProcessEnd& end);
@@ -68,9 +67,9 @@ private:
     HeartbeatSocket m_heartbeats;
     ControlServer m_control;
     BackOff m_back_off;
-    nyx::NYXEventLibEventPersistTimer m_tick;
-    nyx::NYXEventLibEventTimer m_restart_timer;
-    nyx::NYXEventLibEventTimer m_kill_timer;
+    nyx::PeriodicTimer m_tick;
+    nyx::Timer m_restart_timer;
+    nyx::Timer m_kill_timer;
     State m_state{State::down};
     std::chrono::steady_clock::time_point m_last_sign; ///< last heartbeat, or start
     bool m_terminated{false};
