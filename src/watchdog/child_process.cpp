@@ -45,7 +45,7 @@ ChildProcess::~ChildProcess()
     nyx::sigchild_handler_unregister(this);
 }
 
-int ChildProcess::start()
+text::Outcome ChildProcess::start()
 {
     const pid_t parent = ::getpid();
     // Until the child is a program of its own, a signal for it must not run
@@ -60,11 +60,11 @@ int ChildProcess::start()
     const int error = pid < 0 ? errno : 0;
     ::sigprocmask(SIG_SETMASK, &before, nullptr);
     if (error != 0)
-        return error;
+        return text::Failure{std::strerror(error)};
     m_pid = pid;
     m_started = std::chrono::steady_clock::now();
     nyx::sigchild_handler_register(this);
-    return 0;
+    return text::done();
 }
 
 void ChildProcess::become_program(pid_t parent) const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "event/sigchild.h"
+#include "text/result.h"
 
 #include <chrono>
 #include <functional>
@@ -23,7 +24,7 @@ class ChildProcess : public nyx::SigChildHandler {
 public:
     using EndCallback = std::function<void(const ProcessEnd&)>;
 
-    /// `program` is started in this process's working folder; `on_end` is
+    /// `program` is started in this process's working directory; `on_end` is
     /// called from the loop when it has ended, after this object is ready to
     /// start the next.
     ChildProcess(std::string program, EndCallback on_end);
@@ -31,9 +32,9 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess() override;
 
-    /// 0, or the errno value of the fork. A program that can not be executed
-    /// ends with exit status 127.
-    int start();
+    /// Fails when there can be no further process. A program that can not be
+    /// executed is started, and ends with exit status 127.
+    text::Outcome start();
     /// Sends a signal to the process; nothing when there is none.
     void signal(int number) const;
 

@@ -45,13 +45,13 @@ ControlServer::ControlServer(ControlCallbacks callbacks)
 
 ControlServer::~ControlServer() = default;
 
-int ControlServer::start(const char* family)
+text::Outcome ControlServer::start(const char* family)
 {
     int fd = -1;
     if (const int error = listen_socket(&fd, family); error != 0)
-        return error;
+        return text::Failure{std::strerror(error)};
     m_listener.reset(fd);
-    return m_accept.start(fd) ? 0 : EINVAL;
+    return m_accept.start(fd) ? text::done() : text::Failure{std::strerror(EINVAL)};
 }
 
 void ControlServer::accept_all()

@@ -5,6 +5,7 @@
 #include "event/socket_watch.h"
 #include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
+#include "text/result.h"
 
 #include <functional>
 #include <list>
@@ -31,8 +32,8 @@ public:
     ControlServer& operator=(const ControlServer&) = delete;
     ~ControlServer();
 
-    /// Binds the listening socket. 0, or an errno value.
-    int start(const char* family);
+    /// Binds the listening socket; accepts links from then on.
+    text::Outcome start(const char* family);
     bool daemon_is_linked() const { return m_daemon != nullptr; }
 
 private:

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 namespace vos_watchdog {
@@ -20,13 +21,13 @@ HeartbeatSocket::HeartbeatSocket(std::string sender, std::function<void()> on_he
 {
 }
 
-int HeartbeatSocket::start(const char* name)
+text::Outcome HeartbeatSocket::start(const char* name)
 {
     int fd = -1;
     if (const int error = start_socket(&fd, name); error != 0)
-        return error;
+        return text::Failure{std::strerror(error)};
     m_fd.reset(fd);
-    return m_watch.start(fd) ? 0 : EINVAL;
+    return m_watch.start(fd) ? text::done() : text::Failure{std::strerror(EINVAL)};
 }
 
 void HeartbeatSocket::read_some()

@@ -3,6 +3,7 @@
 
 #include "event/socket_watch.h"
 #include "platform/file/unique_fd.h"
+#include "text/result.h"
 
 #include <functional>
 #include <string>
@@ -18,8 +19,8 @@ public:
     HeartbeatSocket& operator=(const HeartbeatSocket&) = delete;
     ~HeartbeatSocket() = default;
 
-    /// Binds the socket under `name`. 0, or an errno value.
-    int start(const char* name);
+    /// Binds the socket under `name`; receives from then on.
+    text::Outcome start(const char* name);
 
 private:
     void read_some();

@@ -5,7 +5,6 @@
 #include "platform/variant/variant.h"
 
 #include <csignal>
-#include <cstring>
 #include <stdexcept>
 #include <utility>
 
@@ -27,11 +26,11 @@ SupLogger& logger()
     return instance;
 }
 
-void require(int error, const char* socket)
+void require(const text::Outcome& bound, const char* socket)
 {
-    if (error != 0)
+    if (!bound)
         throw std::runtime_error("can not bind " + ipc_dir() + "/" + socket +
-                                 ".sock: " + std::strerror(error));
+                                 ".sock: " + bound.reason());
 }
 
 std::int64_t age_ms(steady_clock::time_point time)
@@ -71,8 +70,8 @@ void Supervisor::start_daemon()
     m_last_sign = steady_clock::now();
     m_heard = false;
     m_node.reset();
-    if (const int error = m_daemon.start(); error != 0) {
-        logger().error("can not start ", daemon_name, ": ", std::strerror(error));
+    if (const auto started = m_daemon.start(); !started) {
+        logger().error("can not start ", daemon_name, ": ", started.reason());
         restart_after(m_back_off.delay_after(milliseconds(0)));
         return;
     }
