@@ -15,12 +15,12 @@
 
 namespace vos_watchdog {
 
-/// What the server needs to know and to tell. All are called from the loop.
+/// What the server asks for and what it reports. All are called from the loop.
 struct ControlCallbacks {
     std::function<pid_t()> daemon_pid;   ///< the only process that may say hello; 0: none
-    std::function<std::string()> status; ///< JSON text for tools that ask
+    std::function<std::string()> status; ///< JSON for tools that ask
     std::function<void(std::uint16_t type)> forwarded; ///< a tool's request has reached the daemon
-    std::function<void(std::string_view text)> node_status; ///< what the daemon tells of itself
+    std::function<void(std::string_view json)> node_status; ///< the daemon reports its own
 };
 
 /// Listens for links. A link's first record settles what it is: a hello makes

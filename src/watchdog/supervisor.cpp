@@ -13,7 +13,7 @@ namespace vos_watchdog {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
+using Clock = Supervision::Clock;
 
 constexpr milliseconds tick_period{1000};
 constexpr const char* daemon_name = "vos_monitor";
@@ -33,26 +33,19 @@ void require(const text::Outcome& bound, const char* socket)
                                  ".sock: " + bound.reason());
 }
 
-std::int64_t age_ms(steady_clock::time_point time)
-{
-    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - time).count();
-}
-
 } // namespace
 
 Supervisor::Supervisor(const Settings& settings, const std::string& program)
-    : m_settings(settings), m_daemon(program, [this](const ProcessEnd& end) { daemon_ended(end); }),
-      m_heartbeats(daemon_name,
-                   [this] {
-                       m_last_sign = steady_clock::now();
-                       m_heard = true;
-                   }),
-      m_control({[this] { return m_daemon.pid(); }, [this] { return status_json(); },
-                 [this](std::uint16_t type) { request_forwarded(type); },
-                 [this](std::string_view text) { node_told(text); }}),
-      m_back_off(settings.restart_delay, settings.longest_restart_delay),
-      m_tick([this] { tick(); }), m_restart_timer([this] { restart_due(); }),
-      m_kill_timer([this] { kill_due(); })
+    : m_heartbeat_timeout(settings.heartbeat_timeout), m_supervision(settings),
+      m_daemon(program, [this](const ProcessEnd& end) { daemon_ended(end); }),
+      m_heartbeats(daemon_name, [this] { m_supervision.heartbeat(Clock::now()); }),
+      m_control(
+          {.daemon_pid = [this] { return m_daemon.pid(); },
+           .status = [this] { return status_json(); },
+           .forwarded = [this](auto type) { carry_out(m_supervision.request_forwarded(type)); },
+           .node_status = [this](std::string_view json) { keep_node_status(json); }}),
+      m_tick([this] { tick(); }), m_start_timer([this] { start_daemon(); }),
+      m_kill_timer([this] { kill_daemon(); })
 {
 }
 
@@ -67,15 +60,14 @@ void Supervisor::start()
 
 void Supervisor::start_daemon()
 {
-    m_last_sign = steady_clock::now();
-    m_heard = false;
+    m_supervision.starting(Clock::now());
     m_node.reset();
     if (const auto started = m_daemon.start(); !started) {
         logger().error("can not start ", daemon_name, ": ", started.reason());
-        restart_after(m_back_off.delay_after(milliseconds(0)));
+        carry_out(m_supervision.could_not_start());
         return;
     }
-    m_state = State::running;
+    m_supervision.started();
     logger().info("started ", daemon_name, ", pid ", m_daemon.pid());
     notify_status();
 }
@@ -89,21 +81,15 @@ void Supervisor::tick()
 
 void Supervisor::check_heartbeat()
 {
-    if (m_state != State::running || heartbeat_age() < m_settings.heartbeat_timeout)
-        return;
-    logger().error("no heartbeat of ", daemon_name, " for ", heartbeat_age().count(),
-                   " ms, sending SIGABRT");
-    m_daemon.signal(SIGABRT);
-    expect_end(State::killing, m_settings.kill_delay);
+    const auto now = Clock::now();
+    const auto decision = m_supervision.tick(now);
+    if (decision.signal != 0)
+        logger().error("no heartbeat of ", daemon_name, " for ", m_supervision.silence(now).count(),
+                       " ms, sending SIGABRT");
+    carry_out(decision);
 }
 
-void Supervisor::expect_end(State state, milliseconds within)
-{
-    m_state = state;
-    m_kill_timer.charge(within);
-}
-
-void Supervisor::kill_due()
+void Supervisor::kill_daemon()
 {
     logger().error(daemon_name, " does not end, sending SIGKILL");
     m_daemon.signal(SIGKILL);
@@ -111,95 +97,68 @@ void Supervisor::kill_due()
 
 void Supervisor::daemon_ended(const ProcessEnd& end)
 {
-    m_kill_timer.cancel();
-    const auto state = std::exchange(m_state, State::down);
-    logger().log(state == State::leaving || state == State::stopping ? LogLevel::info
-                                                                     : LogLevel::error,
-                 daemon_name, " ended after ", end.run_time.count(),
-                 " ms: ", describe_wait_status(end.status));
-    if (state == State::stopping)
-        nyx::NYXEventBase::loop_exit();
-    else if (state == State::leaving)
-        restart_after(milliseconds(0));
-    else
-        restart_after(m_back_off.delay_after(end.run_time));
-}
-
-void Supervisor::restart_after(milliseconds delay)
-{
-    m_state = State::down;
-    logger().info("starting ", daemon_name, " again in ", delay.count(), " ms");
-    m_restart_timer.charge(delay);
-    notify_status();
-}
-
-void Supervisor::restart_due()
-{
-    ++m_restarts;
-    start_daemon();
-}
-
-void Supervisor::request_forwarded(std::uint16_t type)
-{
-    if (m_state == State::stopping)
-        return;
-    if (type == ipc_stop) {
-        expect_end(State::leaving, m_settings.stop_timeout);
-    } else if (type == ipc_terminate) {
-        m_terminated = true;
-        expect_end(State::stopping, m_settings.stop_timeout);
-    }
+    logger().log(m_supervision.end_is_expected() ? LogLevel::info : LogLevel::error, daemon_name,
+                 " ended after ", end.run_time.count(), " ms: ", describe_wait_status(end.status));
+    carry_out(m_supervision.ended(end.run_time));
 }
 
 void Supervisor::shut_down()
 {
     m_notifier.send("STOPPING=1");
-    m_restart_timer.cancel();
-    if (!m_daemon.is_running()) {
-        nyx::NYXEventBase::loop_exit();
-        return;
+    carry_out(m_supervision.shut_down());
+}
+
+void Supervisor::carry_out(const Decision& decision)
+{
+    if (decision.cancel_timers) {
+        m_kill_timer.cancel();
+        m_start_timer.cancel();
     }
-    if (m_state == State::stopping)
-        return;
-    m_daemon.signal(SIGTERM);
-    expect_end(State::stopping, m_settings.stop_timeout);
+    if (decision.signal != 0)
+        m_daemon.signal(decision.signal);
+    if (decision.kill_in)
+        m_kill_timer.charge(*decision.kill_in);
+    if (decision.start_in) {
+        logger().info("starting ", daemon_name, " again in ", decision.start_in->count(), " ms");
+        m_start_timer.charge(*decision.start_in);
+        notify_status();
+    }
+    if (decision.leave)
+        nyx::NYXEventBase::loop_exit();
 }
 
-milliseconds Supervisor::heartbeat_age() const
+/// Kept as a value: no more of what the daemon sent than what is known of it.
+void Supervisor::keep_node_status(std::string_view json)
 {
-    return std::chrono::duration_cast<milliseconds>(steady_clock::now() - m_last_sign);
-}
-
-/// Kept as a value: no more of the daemon's text than what is known of it.
-void Supervisor::node_told(std::string_view text)
-{
-    auto told = nyx_utils::parse_node_status(text);
-    if (!told) {
-        logger().warning("the daemon sent a node status of ", text.size(),
+    auto status = nyx_utils::parse_node_status(json);
+    if (!status) {
+        logger().warning("the daemon sent a node status of ", json.size(),
                          " bytes that can not be read");
         return;
     }
-    m_node = std::move(told);
-    m_node_time = steady_clock::now();
+    m_node = std::move(status);
+    m_node_time = Clock::now();
 }
 
 std::string Supervisor::status_json() const
 {
     libvariant::Variant status{{"running", m_daemon.is_running()},
                                {"pid", m_daemon.pid()},
-                               {"restarts", m_restarts},
+                               {"restarts", m_supervision.restarts()},
                                {"control_link", m_control.daemon_is_linked()},
-                               {"heartbeat_timeout_ms", m_settings.heartbeat_timeout.count()},
+                               {"heartbeat_timeout_ms", m_heartbeat_timeout.count()},
                                {"uptime_ms", nullptr},
                                {"heartbeat_age_ms", nullptr},
                                {"node", nullptr}};
+    const auto now = Clock::now();
     if (m_daemon.is_running())
         status["uptime_ms"] = m_daemon.run_time().count();
-    if (m_daemon.is_running() && m_heard)
-        status["heartbeat_age_ms"] = heartbeat_age().count();
+    if (m_daemon.is_running() && m_supervision.is_heard())
+        status["heartbeat_age_ms"] = m_supervision.silence(now).count();
     if (m_daemon.is_running() && m_node) {
         status["node"] = nyx_utils::to_variant(*m_node);
-        status["node"]["age_ms"] = age_ms(m_node_time);
+        status["node"]["age_ms"] =
+            std::chrono::duration_cast<milliseconds>(now - m_node_time).count();
     }
     return libvariant::write_json(status);
 }
@@ -212,7 +171,7 @@ void Supervisor::notify_status() const
     m_notifier.send("STATUS=" +
                     (m_daemon.is_running() ? name + " runs, pid " + std::to_string(m_daemon.pid())
                                            : name + " is down") +
-                    ", " + std::to_string(m_restarts) + " restarts");
+                    ", " + std::to_string(m_supervision.restarts()) + " restarts");
 }
 
 } // namespace vos_watchdog

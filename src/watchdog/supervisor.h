@@ -4,21 +4,22 @@
 
 #include "event/timer.h"
 #include "utils/node_status.h"
-#include "watchdog/back_off.h"
 #include "watchdog/child_process.h"
 #include "watchdog/control_server.h"
 #include "watchdog/heartbeat_socket.h"
 #include "watchdog/service_notifier.h"
 #include "watchdog/settings.h"
+#include "watchdog/supervision.h"
 
 #include <chrono>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace vos_watchdog {
 
+/// Owns the daemon's process, the sockets and the timers, and carries out what
+/// Supervision decides. Loop thread only.
 class Supervisor {
 public:
     /// `program` is the daemon's path.
@@ -36,47 +37,30 @@ public:
     void shut_down();
 
     /// An operator has asked that daemon and supervisor end and stay down.
-    bool is_terminated() const { return m_terminated; }
+    bool is_terminated() const { return m_supervision.is_terminated(); }
 
 private:
-    enum class State {
-        down,     ///< no daemon; the restart timer runs
-        running,  ///< the daemon is watched
-        killing,  ///< it hung, and was sent SIGABRT
-        leaving,  ///< it was asked to end, and is started again
-        stopping, ///< it was asked to end, and the supervisor ends with it
-    };
-
-    void tick();
-    void restart_due();
-    void kill_due();
     void start_daemon();
+    void tick();
     void check_heartbeat();
+    void kill_daemon();
     void daemon_ended(const ProcessEnd& end);
-    void request_forwarded(std::uint16_t type);
-    void expect_end(State state, std::chrono::milliseconds within);
-    void restart_after(std::chrono::milliseconds delay);
-    std::chrono::milliseconds heartbeat_age() const;
+    void carry_out(const Decision& decision);
+    void keep_node_status(std::string_view json);
     std::string status_json() const;
-    void node_told(std::string_view text);
     void notify_status() const;
 
-    Settings m_settings;
+    std::chrono::milliseconds m_heartbeat_timeout; ///< for who asks for the status
+    Supervision m_supervision;
     Notifier m_notifier;
     ChildProcess m_daemon;
     HeartbeatSocket m_heartbeats;
     ControlServer m_control;
-    BackOff m_back_off;
     nyx::PeriodicTimer m_tick;
-    nyx::Timer m_restart_timer;
+    nyx::Timer m_start_timer;
     nyx::Timer m_kill_timer;
-    State m_state{State::down};
-    std::chrono::steady_clock::time_point m_last_sign; ///< last heartbeat, or start
-    bool m_terminated{false};
-    bool m_heard{false}; ///< a heartbeat since the start
-    unsigned m_restarts{0};
-    std::optional<nyx_utils::NodeStatus> m_node; ///< what this daemon told last
-    std::chrono::steady_clock::time_point m_node_time;
+    std::optional<nyx_utils::NodeStatus> m_node; ///< the last that this daemon reported
+    Supervision::Time m_node_time;
 };
 
 } // namespace vos_watchdog

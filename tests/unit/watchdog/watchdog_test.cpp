@@ -15,18 +15,16 @@
 using namespace std::chrono_literals;
 using namespace vos_watchdog;
 
-TEST(BackOff, doubles_to_its_bound_and_starts_anew_after_a_long_run)
+TEST(BackOff, doubles_to_its_bound)
 {
     BackOff back_off(1000ms, 60000ms);
     for (const auto want : {1s, 2s, 4s, 8s, 16s, 32s, 60s, 60s})
         EXPECT_EQ(back_off.delay_after(59999ms), want);
-    EXPECT_EQ(back_off.delay_after(60000ms), 1s);
-    EXPECT_EQ(back_off.delay_after(0ms), 2s);
     BackOff odd(5000ms, 10ms);
     EXPECT_EQ(odd.delay_after(0ms), 5s) << "the longest is never shorter than the shortest";
 }
 
-TEST(ChildProcess, tells_how_the_program_ended_and_starts_the_next)
+TEST(ChildProcess, reports_how_the_program_ended_and_starts_the_next)
 {
     std::optional<ProcessEnd> end;
     const auto wait_for_end = [&end] {
