@@ -1,18 +1,15 @@
 #include "monitor/keepalive.h"
 
-#include "platform/file/unique_fd.h"
 #include "platform/ipc/ipc.h"
-#include "support/captured_log.h"
-#include "support/temp_folder.h"
-
-#include <gtest/gtest.h>
+#include "unit/monitor/daemon_test.h"
 
 #include <stdexcept>
 
 // One test: there is one keep-alive in a process, and it has no way back.
-TEST(KeepAlive, heartbeats_begin_when_every_check_has_passed)
+using KeepAlive = DaemonTest;
+
+TEST_F(KeepAlive, heartbeats_begin_when_every_check_has_passed)
 {
-    const TempFolder folder;
     ::setenv("VOS_IPC_DIR", folder.path().c_str(), 1);
     int fd = -1;
     ASSERT_EQ(start_socket(&fd, "watchdog"), 0);
@@ -24,9 +21,6 @@ TEST(KeepAlive, heartbeats_begin_when_every_check_has_passed)
             ++count;
         return count;
     };
-    nyx::NYXEventBase base;
-    base.init();
-    const CapturedLog log;
     auto& keep_alive = *nyx::KeepAlive::instance();
     EXPECT_THROW(keep_alive.pass_check(1), std::runtime_error) << "not initialised";
     keep_alive.init(3, "tester", "");
@@ -45,7 +39,7 @@ TEST(KeepAlive, heartbeats_begin_when_every_check_has_passed)
     keep_alive.pass_check(2);
     EXPECT_TRUE(log.contains("pass_check: Ready to send KA messages"));
     EXPECT_TRUE(keep_alive.is_pending());
-    event_base_loop(nyx::NYXEventBase::raw(), EVLOOP_ONCE);
+    run_in_loop([] {});
     EXPECT_EQ(heartbeats(), 1);
     keep_alive.send_when_due();
     EXPECT_EQ(heartbeats(), 0) << "the last one is fresh";
