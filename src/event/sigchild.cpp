@@ -11,11 +11,11 @@ namespace {
 
 std::list<SigChildHandler*> subscribers;
 
-/// A subscriber may come or go while it is told, the one that is told included.
-void tell_subscribers(pid_t pid, int status)
+/// Any subscriber may register or unregister while one is notified, itself included.
+void notify_subscribers(pid_t pid, int status)
 {
-    const auto told = subscribers;
-    for (auto* subscriber : told) {
+    const auto to_notify = subscribers;
+    for (auto* subscriber : to_notify) {
         const bool still_there =
             std::find(subscribers.begin(), subscribers.end(), subscriber) != subscribers.end();
         if (!still_there || !subscriber->on_sigchild(pid, status))
@@ -42,7 +42,7 @@ void sigchild_handler(int, short, void*)
 {
     int status = 0;
     for (pid_t pid = 0; (pid = ::waitpid(-1, &status, WNOHANG | WUNTRACED)) > 0;)
-        tell_subscribers(pid, status);
+        notify_subscribers(pid, status);
 }
 
 } // namespace nyx

@@ -1,4 +1,4 @@
-// Who hears of ended children.
+// Notification of ended children.
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,4 @@
-// Telling the service manager, by the datagram protocol of its notify socket.
+// Reports to the service manager, by the datagram protocol of its notify socket.
 #pragma once
 
 #include "platform/file/unique_fd.h"
