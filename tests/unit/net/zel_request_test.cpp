@@ -9,8 +9,8 @@ TEST(ZelRequestTest, signature_and_arguments_make_the_query)
     EXPECT_EQ(nyx::build_post_url("u", signature, ""), "u?key=dc1&token=abc");
     EXPECT_EQ(nyx::build_post_url("u", {}, "a=1"), "u?a=1");
     EXPECT_EQ(nyx::build_post_url("u", {}, ""), "u");
-    EXPECT_EQ(nyx::signing_text("{}", 59999, 30000), "{}1");
-    EXPECT_EQ(nyx::signing_text("{}", 60000, 30000), "{}2");
+    EXPECT_EQ(nyx::string_to_sign("{}", 59999, 30000), "{}1");
+    EXPECT_EQ(nyx::string_to_sign("{}", 60000, 30000), "{}2");
 }
 
 TEST(ZelRequestTest, a_body_that_can_not_be_compressed_is_sent_empty)

@@ -42,7 +42,7 @@ TEST(HealthDocument, of_a_captured_machine_is_as_it_was)
     for (auto& value : cpu["cpu-stats"])
         value = value.type_name();
     EXPECT_EQ(HealthDocument::transmitted_text(root) + "\n",
-              nyx_utils::read_text_file(VOS_FIXTURES "/report/two_cores.json"));
+              platform::read_text_file(VOS_FIXTURES "/report/two_cores.json"));
     store.remove("datacenter_id");
     document.load_metadata();
     EXPECT_EQ(document.collect(::getpid()).at("datacenter_id"), "N/A");
