@@ -1,6 +1,6 @@
 #include "vosctl/screen/node_status_text.h"
 
-#include "vosctl/screen/screen_line.h"
+#include "text/quantities.h"
 
 #include <array>
 
@@ -13,10 +13,10 @@ std::string accepted_text(const NodeStatus& node, std::time_t now)
     if (!node.last_accepted)
         return "none yet";
     std::tm date{};
-    std::array<char, 32> text{};
+    std::array<char, 32> stamp{};
     ::gmtime_r(&*node.last_accepted, &date);
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &date);
-    return duration_text(now - *node.last_accepted) + " ago, " + text.data();
+    std::strftime(stamp.data(), stamp.size(), "%Y-%m-%dT%H:%M:%SZ", &date);
+    return text::duration(now - *node.last_accepted) + " ago, " + stamp.data();
 }
 
 std::string failures_text(const NodeStatus& node)
@@ -39,7 +39,7 @@ std::string certificate_text(const NodeStatus& node, std::time_t now)
     if (!node.certificate_end)
         return "unreadable: " + node.certificate_failure;
     if (*node.certificate_end <= now)
-        return "expired " + duration_text(now - *node.certificate_end) + " ago";
+        return "expired " + text::duration(now - *node.certificate_end) + " ago";
     const auto days = certificate_days_left(node, now).dump();
     return days + (days == "1" ? " day left" : " days left");
 }

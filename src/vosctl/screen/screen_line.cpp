@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 
 namespace vosctl {
 
@@ -21,14 +20,6 @@ const char* ansi(Colour colour)
     constexpr std::array<const char*, 6> codes{"",         "\x1b[1m",  "\x1b[2m",
                                                "\x1b[32m", "\x1b[33m", "\x1b[31m"};
     return codes.at(static_cast<std::size_t>(colour));
-}
-
-template <typename... Values>
-std::string format(const char* pattern, Values... values)
-{
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), pattern, values...);
-    return text.data();
 }
 
 } // namespace
@@ -104,37 +95,6 @@ std::string ScreenLine::str() const
 Colour load_colour(double percent, double warn, double alarm)
 {
     return percent >= alarm ? Colour::red : percent >= warn ? Colour::yellow : Colour::green;
-}
-
-std::string decimal(double value)
-{
-    return std::abs(value) < 1e6 ? format("%.1f", value) : "-";
-}
-
-std::string short_number(double value, const char* unit)
-{
-    constexpr std::array<const char*, 6> prefixes{"", "k", "M", "G", "T", "P"};
-    if (!std::isfinite(value) || value < 0)
-        return "-";
-    std::size_t power = 0;
-    for (; value >= 999.5 && power + 1 < prefixes.size(); ++power)
-        value /= 1000;
-    return format(power == 0 || value >= 99.95 ? "%.0f %s%s" : "%.1f %s%s", value,
-                  prefixes.at(power), unit);
-}
-
-std::string duration_text(long long seconds)
-{
-    constexpr long long minute = 60;
-    constexpr long long hour = 60 * minute;
-    constexpr long long day = 24 * hour;
-    if (seconds < minute)
-        return format("%lld s", std::max(seconds, 0LL));
-    if (seconds < hour)
-        return format("%lld min", seconds / minute);
-    if (seconds < day)
-        return format("%lld h %lld min", seconds / hour, seconds % hour / minute);
-    return format("%lld d %lld h", seconds / day, seconds % day / hour);
 }
 
 } // namespace vosctl

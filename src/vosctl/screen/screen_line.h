@@ -47,11 +47,4 @@ private:
 /// Green, from `warn` percent on yellow, from `alarm` on red.
 Colour load_colour(double percent, double warn = 70, double alarm = 90);
 
-/// `value` with one decimal; "-" for what is no number that fits.
-std::string decimal(double value);
-/// "1.5 MB" for 1,500,000 B: three digits, and a prefix in powers of 1,000.
-std::string short_number(double value, const char* unit);
-/// "3 s", "12 min", "5 h 20 min", "12 d 3 h".
-std::string duration_text(long long seconds);
-
 } // namespace vosctl

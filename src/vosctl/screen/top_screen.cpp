@@ -1,5 +1,6 @@
 #include "vosctl/screen/top_screen.h"
 
+#include "text/quantities.h"
 #include "vosctl/screen/node_status_text.h"
 
 #include <algorithm>
@@ -45,7 +46,7 @@ std::string text(const Variant& tree, const char* key)
 
 std::string percent(double value)
 {
-    return decimal(value) + " %";
+    return text::decimal(value) + " %";
 }
 
 std::string whole(const Variant& tree, const char* key)
@@ -56,7 +57,7 @@ std::string whole(const Variant& tree, const char* key)
 
 std::string duration_of(double milliseconds)
 {
-    return std::isfinite(milliseconds) ? duration_text(std::llround(milliseconds / 1000)) : "-";
+    return std::isfinite(milliseconds) ? text::duration(std::llround(milliseconds / 1000)) : "-";
 }
 
 struct Process {
@@ -175,8 +176,8 @@ void Screen::machine()
     const double used = number(ram, "used");
     const double total = number(ram, "total");
     gauge("ram", 100 * used / total,
-          short_number(used * bytes_per_kb, "B") + " of " +
-              short_number(total * bytes_per_kb, "B"));
+          text::short_number(used * bytes_per_kb, "B") + " of " +
+              text::short_number(total * bytes_per_kb, "B"));
     gauge("files", m_processes.idle ? 100 - m_processes.idle->fd : unknown,
           "fullest process " +
               percent(100 * number(member(m_document, "processes"), "fd_max_ratio")) +
@@ -200,8 +201,8 @@ void Screen::daemon()
               well ? Colour::green : Colour::red);
     if (flag("running"))
         row.text(", pid " + whole(m_status, "pid") + ", up " +
-                 duration_of(number(m_status, "uptime_ms")) + ", heartbeat " + decimal(age / 1000) +
-                 " s ago");
+                 duration_of(number(m_status, "uptime_ms")) + ", heartbeat " +
+                 text::decimal(age / 1000) + " s ago");
     add(row.text(", restarts " + whole(m_status, "restarts") +
                  (flag("control_link") ? "" : ", no control link")));
     report_fate();
@@ -258,13 +259,13 @@ void Screen::process_row(const Process& process, Colour colour)
 {
     add(line()
             .left(process.name, name_width, colour)
-            .right(decimal(process.cpu), number_width)
+            .right(text::decimal(process.cpu), number_width)
             .text("  ")
             .bar(process.cpu / 100, small_bar_cells, load_colour(process.cpu))
-            .right(decimal(process.ram), number_width)
+            .right(text::decimal(process.ram), number_width)
             .text("  ")
             .bar(process.ram / 100, small_bar_cells, load_colour(process.ram))
-            .right(decimal(process.fd), number_width)
+            .right(text::decimal(process.fd), number_width)
             .text("  ")
             .bar(process.fd / 100, small_bar_cells, load_colour(process.fd)));
 }
@@ -293,9 +294,9 @@ void Screen::process_table(std::size_t rows)
         auto rest = *m_processes.idle;
         add(line()
                 .left("free, machine", name_width, Colour::dim)
-                .right(decimal(rest.cpu), number_width)
-                .right(decimal(rest.ram), column)
-                .right(decimal(rest.fd), column));
+                .right(text::decimal(rest.cpu), number_width)
+                .right(text::decimal(rest.ram), column)
+                .right(text::decimal(rest.fd), column));
     }
 }
 
@@ -304,8 +305,8 @@ void Screen::process_table(std::size_t rows)
 void Screen::rate(ScreenLine& row, double bytes, double packets) const
 {
     const double decades = bytes > 0 ? std::log10(bytes) - 2 : 0;
-    row.right(short_number(bytes, "B/s"), number_width + 2)
-        .right(short_number(packets, "p/s"), number_width + 2)
+    row.right(text::short_number(bytes, "B/s"), number_width + 2)
+        .right(text::short_number(packets, "p/s"), number_width + 2)
         .text("  ")
         .bar(decades / small_bar_cells, small_bar_cells, Colour::green)
         .text("  ");

@@ -104,17 +104,8 @@ TEST(Top, shows_what_there_is_at_every_size)
     expect_screen("none", document(3), status(well), {0, 1, true, true}, {"\n"}, {"n"});
 }
 
-TEST(Top, says_numbers_and_times_in_few_letters)
+TEST(Top, knows_an_expired_certificate)
 {
-    const std::pair<double, const char*> numbers[] = {
-        {0, "0 B"},         {999.4, "999 B"},  {999.6, "1.0 kB"}, {12'345, "12.3 kB"},
-        {99'960, "100 kB"}, {2.5e9, "2.5 GB"}, {-1, "-"}};
-    for (const auto& [value, want] : numbers)
-        EXPECT_EQ(short_number(value, "B"), want);
-    const std::pair<long long, const char*> times[] = {
-        {-5, "0 s"}, {59, "59 s"}, {60, "1 min"}, {3600, "1 h 0 min"}, {90'061, "1 d 1 h"}};
-    for (const auto& [seconds, want] : times)
-        EXPECT_EQ(duration_text(seconds), want);
     auto ended = well;
     ended.certificate_end = now - 1;
     EXPECT_EQ(certificate_text(ended, now), "expired 1 s ago");
