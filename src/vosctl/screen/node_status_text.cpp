@@ -40,15 +40,15 @@ std::string certificate_text(const NodeStatus& node, std::time_t now)
         return "unreadable: " + node.certificate_failure;
     if (*node.certificate_end <= now)
         return "expired " + text::duration(now - *node.certificate_end) + " ago";
-    const auto days = certificate_days_left(node, now).dump();
-    return days + (days == "1" ? " day left" : " days left");
+    const auto days = *certificate_days_left(node, now);
+    return std::to_string(days) + (days == 1 ? " day left" : " days left");
 }
 
-libvariant::Variant certificate_days_left(const NodeStatus& node, std::time_t now)
+std::optional<std::time_t> certificate_days_left(const NodeStatus& node, std::time_t now)
 {
     constexpr std::time_t day = 24 * 60 * 60;
     if (!node.certificate_end)
-        return nullptr;
+        return std::nullopt;
     const auto left = *node.certificate_end - now;
     return left >= 0 ? left / day : (left - day + 1) / day;
 }

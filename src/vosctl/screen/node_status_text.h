@@ -1,9 +1,10 @@
-// What the daemon tells of itself, in words. Pure.
+// What the daemon reports of itself, in words. Pure.
 #pragma once
 
 #include "utils/node_status.h"
 
 #include <ctime>
+#include <optional>
 #include <string>
 
 namespace vosctl {
@@ -16,8 +17,9 @@ std::string failures_text(const nyx_utils::NodeStatus& node);
 std::string resolver_text(const nyx_utils::NodeStatus& node);
 /// "29 days left", or why that is not known.
 std::string certificate_text(const nyx_utils::NodeStatus& node, std::time_t now);
-/// Whole days until the certificate ends, negative once it has; null when
+/// Whole days until the certificate ends, negative once it has; nothing when
 /// unknown.
-libvariant::Variant certificate_days_left(const nyx_utils::NodeStatus& node, std::time_t now);
+std::optional<std::time_t> certificate_days_left(const nyx_utils::NodeStatus& node,
+                                                 std::time_t now);
 
 } // namespace vosctl

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <ctime>
 #include <iostream>
-#include <optional>
 
 namespace vosctl {
 
@@ -58,9 +57,13 @@ bool is_healthy(const Variant& status)
            age.get<double>() <= status.at("heartbeat_timeout_ms").get<double>();
 }
 
-Variant age_of(const std::optional<std::time_t>& time)
+/// What --json adds to what the daemon reported: times, counted from `now`.
+Variant ages_of(const nyx_utils::NodeStatus& node, std::time_t now)
 {
-    return time ? Variant(std::time(nullptr) - *time) : Variant();
+    const auto days = certificate_days_left(node, now);
+    return {{"last_accepted_age_s",
+             node.last_accepted ? Variant(now - *node.last_accepted) : Variant()},
+            {"certificate_days_left", days ? Variant(*days) : Variant()}};
 }
 
 int no_supervisor(const std::string& why)
@@ -89,9 +92,7 @@ int status(const CommandLine& line)
         Variant shown = status;
         shown["healthy"] = healthy;
         if (const auto node = nyx_utils::node_status_of(status.value("node", Variant())))
-            shown["node"].update(
-                {{"last_accepted_age_s", age_of(node->last_accepted)},
-                 {"certificate_days_left", certificate_days_left(*node, std::time(nullptr))}});
+            shown["node"].update(ages_of(*node, std::time(nullptr)));
         std::cout << libvariant::write_json(shown, {{"pretty", true}}) << '\n';
     } else {
         print_for_people(status);
