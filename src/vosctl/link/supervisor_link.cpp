@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <array>
+#include <cstring>
 
 namespace vosctl {
 
@@ -13,12 +14,12 @@ constexpr const char* tool_name = "vosctl";
 
 } // namespace
 
-int SupervisorLink::connect()
+text::Result<SupervisorLink> SupervisorLink::connect()
 {
     int fd = -1;
-    const int error = connect_socket(&fd, "vos");
-    m_fd.reset(fd);
-    return error;
+    if (const int error = connect_socket(&fd, "vos"); error != 0)
+        return text::Failure{std::strerror(error)};
+    return SupervisorLink(platform::UniqueFd(fd));
 }
 
 std::optional<Answer> SupervisorLink::ask(std::uint16_t type)
@@ -45,6 +46,11 @@ libvariant::Variant SupervisorLink::ask_status()
         return nullptr;
     auto status = libvariant::Variant::parse(answer->text, nullptr, false);
     return status.is_object() ? status : nullptr;
+}
+
+std::string no_supervisor_text(const std::string& why)
+{
+    return "no supervisor at " + ipc_dir() + ": " + why;
 }
 
 } // namespace vosctl

@@ -106,10 +106,10 @@ std::string Bundle::configuration()
 
 std::string Bundle::status()
 {
-    SupervisorLink link;
-    if (const int error = link.connect(); error != 0)
-        throw std::runtime_error("no supervisor at " + ipc_dir() + ": " + std::strerror(error));
-    return libvariant::write_json(link.ask_status(), {{"pretty", true}});
+    auto link = SupervisorLink::connect();
+    if (!link)
+        throw std::runtime_error(no_supervisor_text(link.reason()));
+    return libvariant::write_json(link->ask_status(), {{"pretty", true}});
 }
 
 /// The file that the setting names; relative ones lie beside the configuration,

@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include <cstring>
 #include <iostream>
 #include <string>
 
@@ -17,10 +16,10 @@ namespace {
 /// none in this folder.
 std::string node_configuration(const CommandLine& line)
 {
-    SupervisorLink link;
-    if (line.config_given || ::access(line.config.c_str(), F_OK) == 0 || link.connect() != 0)
+    if (line.config_given || ::access(line.config.c_str(), F_OK) == 0)
         return line.config;
-    const auto answer = link.ask(ipc_status);
+    auto link = SupervisorLink::connect();
+    const auto answer = link ? link->ask(ipc_status) : std::nullopt;
     if (!answer || answer->type != ipc_status_answer)
         return line.config;
     const auto status = libvariant::read_json(answer->text);
@@ -36,13 +35,12 @@ int request(const CommandLine& line, std::uint16_t type)
         std::cerr << name << ": takes no arguments\n";
         return exit_usage;
     }
-    SupervisorLink link;
-    if (const int error = link.connect(); error != 0) {
-        std::cerr << name << ": no supervisor at " << ipc_dir() << ": " << std::strerror(error)
-                  << '\n';
+    auto link = SupervisorLink::connect();
+    if (!link) {
+        std::cerr << name << ": " << no_supervisor_text(link.reason()) << '\n';
         return exit_no_supervisor;
     }
-    const auto answer = link.ask(type);
+    const auto answer = link->ask(type);
     if (answer && answer->type == ipc_done)
         return exit_done;
     std::cerr << name

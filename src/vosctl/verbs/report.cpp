@@ -7,7 +7,6 @@
 #include "vosctl/verbs/wall_second.h"
 
 #include <chrono>
-#include <cstring>
 #include <iostream>
 #include <optional>
 #include <thread>
@@ -36,11 +35,12 @@ std::optional<seconds> parse_interval(const std::vector<std::string>& arguments)
 /// daemon without one would take.
 int supervisor_pid()
 {
-    SupervisorLink link;
-    const int error = link.connect();
-    if (error == 0 && link.peer() != 0)
-        return link.peer();
-    std::cerr << "vosctl report: no supervisor at " << ipc_dir() << " (" << std::strerror(error)
+    const auto link = SupervisorLink::connect();
+    if (link && link->peer() != 0)
+        return link->peer();
+    // One of another namespace of processes answers, but is none that is seen here.
+    const std::string why = link ? "Success" : link.reason();
+    std::cerr << "vosctl report: no supervisor at " << ipc_dir() << " (" << why
               << "); its processes are not in the report\n";
     return ::getppid();
 }

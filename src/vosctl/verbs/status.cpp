@@ -3,7 +3,6 @@
 #include "vosctl/screen/node_status_text.h"
 #include "vosctl/verbs/verbs.h"
 
-#include <cstring>
 #include <ctime>
 #include <iostream>
 
@@ -68,7 +67,7 @@ Variant ages_of(const nyx_utils::NodeStatus& node, std::time_t now)
 
 int no_supervisor(const std::string& why)
 {
-    std::cerr << "vosctl status: no supervisor at " << ipc_dir() << ": " << why << '\n';
+    std::cerr << "vosctl status: " << no_supervisor_text(why) << '\n';
     return exit_no_supervisor;
 }
 
@@ -81,10 +80,10 @@ int status(const CommandLine& line)
         std::cerr << "usage: vosctl status [--json]\n";
         return exit_usage;
     }
-    SupervisorLink link;
-    if (const int error = link.connect(); error != 0)
-        return no_supervisor(std::strerror(error));
-    const auto status = link.ask_status();
+    auto link = SupervisorLink::connect();
+    if (!link)
+        return no_supervisor(link.reason());
+    const auto status = link->ask_status();
     if (status.is_null())
         return no_supervisor("it does not answer");
     const bool healthy = is_healthy(status);

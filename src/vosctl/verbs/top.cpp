@@ -59,10 +59,10 @@ public:
     /// The supervisor is looked for each time: it may have been started anew.
     void look()
     {
-        SupervisorLink link;
-        const bool linked = link.connect() == 0 && link.peer() != 0;
-        m_status = linked ? link.ask_status() : Variant();
-        m_document = m_source->collect(linked ? link.peer() : ::getppid());
+        auto link = SupervisorLink::connect();
+        const bool linked = link && link->peer() != 0;
+        m_status = linked ? link->ask_status() : Variant();
+        m_document = m_source->collect(linked ? link->peer() : ::getppid());
     }
 
     std::vector<std::string> lines(const ScreenStyle& style) const
