@@ -7,9 +7,6 @@
 
 namespace vosctl {
 
-/// Exit statuses.
-enum : int { exit_done = 0, exit_failed = 1, exit_usage = 2, exit_no_supervisor = 3 };
-
 struct CommandLine {
     std::string config{"vos.conf"};     ///< --config FILE
     bool config_given{false};           ///< it was there

@@ -1,21 +1,11 @@
 #include "common/nyx_configurator.h"
+#include "vosctl/verbs/print_lines.h"
 #include "vosctl/verbs/verbs.h"
 
 #include <iostream>
 #include <vector>
 
 namespace vosctl {
-
-namespace {
-
-int print(const std::vector<std::string>& lines)
-{
-    for (const auto& line : lines)
-        std::cout << line << '\n';
-    return std::cout.flush() ? exit_done : exit_failed;
-}
-
-} // namespace
 
 int get(const CommandLine& line)
 {
@@ -34,19 +24,7 @@ int get(const CommandLine& line)
     nyx::AConfigurator::list_setting_keys(*setting, keys);
     if (!setting->isAggregate())
         keys.at(0).erase(0, setting->getPath().size() + 1);
-    return print(keys);
-}
-
-int list(const CommandLine& line)
-{
-    if (!line.arguments.empty()) {
-        std::cerr << "vosctl list: takes no arguments\n";
-        return exit_usage;
-    }
-    nyx::AConfigurator configurator(line.config.c_str(), false);
-    std::vector<std::string> keys;
-    configurator.list_all_keys(keys);
-    return print(keys);
+    return print_lines(keys);
 }
 
 } // namespace vosctl

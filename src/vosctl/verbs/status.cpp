@@ -1,6 +1,7 @@
 #include "platform/variant/variant.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/screen/node_status_text.h"
+#include "vosctl/verbs/request.h"
 #include "vosctl/verbs/verbs.h"
 
 #include <ctime>
@@ -65,12 +66,6 @@ Variant ages_of(const nyx_utils::NodeStatus& node, std::time_t now)
             {"certificate_days_left", days ? Variant(*days) : Variant()}};
 }
 
-int no_supervisor(const std::string& why)
-{
-    std::cerr << "vosctl status: " << no_supervisor_text(why) << '\n';
-    return exit_no_supervisor;
-}
-
 } // namespace
 
 int status(const CommandLine& line)
@@ -82,10 +77,10 @@ int status(const CommandLine& line)
     }
     auto link = SupervisorLink::connect();
     if (!link)
-        return no_supervisor(link.reason());
+        return no_supervisor(line.verb, link.reason());
     const auto status = link->ask_status();
     if (status.is_null())
-        return no_supervisor("it does not answer");
+        return no_supervisor(line.verb, "it does not answer");
     const bool healthy = is_healthy(status);
     if (json) {
         Variant shown = status;

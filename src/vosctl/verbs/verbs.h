@@ -3,6 +3,7 @@
 #pragma once
 
 #include "vosctl/verbs/command_line.h"
+#include "vosctl/verbs/exit_status.h"
 
 namespace vosctl {
 

@@ -1,0 +1,18 @@
+#include "platform/ipc/ipc.h"
+#include "vosctl/verbs/request.h"
+#include "vosctl/verbs/verbs.h"
+
+#include <iostream>
+
+namespace vosctl {
+
+int stop(const CommandLine& line)
+{
+    if (!line.arguments.empty()) {
+        std::cerr << "vosctl stop: takes no arguments\n";
+        return exit_usage;
+    }
+    return request(line.verb, ipc_stop);
+}
+
+} // namespace vosctl
