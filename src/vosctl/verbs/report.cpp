@@ -1,10 +1,9 @@
 #include "common/nyx_configurator.h"
 #include "platform/logger/log_settings.h"
-#include "report/health_document.h"
 #include "text/words.h"
 #include "vosctl/link/supervisor_link.h"
+#include "vosctl/verbs/measurement.h"
 #include "vosctl/verbs/verbs.h"
-#include "vosctl/verbs/wall_second.h"
 
 #include <chrono>
 #include <iostream>
@@ -15,7 +14,6 @@ namespace vosctl {
 
 namespace {
 
-using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 std::optional<seconds> parse_interval(const std::vector<std::string>& arguments)
@@ -48,14 +46,11 @@ int supervisor_pid()
 /// The second of two documents, `interval` apart.
 libvariant::Variant measure(nyx::AConfigurator& conf, int root_pid, seconds interval)
 {
-    std::this_thread::sleep_for(until_second(sampler_offset));
-    HealthDocument document(&conf);
-    document.load_metadata();
-    std::this_thread::sleep_for(until_second(milliseconds{0}));
+    const auto document = start_measuring(conf);
     const auto begin = std::chrono::steady_clock::now();
-    document.collect(root_pid);
+    document->collect(root_pid);
     std::this_thread::sleep_until(begin + interval);
-    return document.collect(root_pid);
+    return document->collect(root_pid);
 }
 
 } // namespace

@@ -1,16 +1,17 @@
 #include "common/nyx_configurator.h"
 #include "platform/logger/log_settings.h"
-#include "report/health_document.h"
 #include "text/words.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/screen/terminal.h"
 #include "vosctl/screen/top_screen.h"
+#include "vosctl/verbs/measurement.h"
 #include "vosctl/verbs/verbs.h"
 #include "vosctl/verbs/wall_second.h"
 
 #include <unistd.h>
 
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <thread>
 
@@ -47,14 +48,7 @@ milliseconds until_next_second()
 class Node {
 public:
     /// Looks at it once already, so that the next look has one to compare with.
-    explicit Node(nyx::AConfigurator& conf)
-    {
-        std::this_thread::sleep_for(until_second(sampler_offset));
-        m_source.emplace(&conf);
-        m_source->load_metadata();
-        std::this_thread::sleep_for(until_second(milliseconds{0}));
-        look();
-    }
+    explicit Node(nyx::AConfigurator& conf) : m_source(start_measuring(conf)) { look(); }
 
     /// The supervisor is looked for each time: it may have been started anew.
     void look()
@@ -71,7 +65,7 @@ public:
     }
 
 private:
-    std::optional<HealthDocument> m_source;
+    std::unique_ptr<HealthDocument> m_source;
     Variant m_status; ///< null without a supervisor
     Variant m_document;
 };

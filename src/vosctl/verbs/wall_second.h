@@ -5,10 +5,9 @@
 
 namespace vosctl {
 
-/// How long it is to where the wall clock's second is `offset` old. Rates are
-/// told by whole seconds of the wall clock, so measurements begin with one; the
-/// CPU sampler, which starts with a document and wakes once a second, is kept
-/// half a second off.
+/// How long it is until the wall clock's second is `offset` old; reads the
+/// clock. Rates are of whole seconds of that clock, so measurements begin with
+/// one.
 inline std::chrono::milliseconds until_second(std::chrono::milliseconds offset)
 {
     using std::chrono::milliseconds;
@@ -17,7 +16,5 @@ inline std::chrono::milliseconds until_second(std::chrono::milliseconds offset)
     const auto age = std::chrono::duration_cast<milliseconds>(now % one);
     return (offset - age + one) % one;
 }
-
-constexpr std::chrono::milliseconds sampler_offset{500};
 
 } // namespace vosctl
