@@ -116,10 +116,9 @@ int fail_usage(const std::string& why)
 
 int run(const std::vector<std::string>& arguments)
 {
-    std::string failure;
-    const auto line = parse_command_line(arguments, failure);
+    const auto line = parse_command_line(arguments);
     if (!line)
-        return fail_usage(failure);
+        return fail_usage(line.reason());
     const auto* verb = std::find_if(std::begin(verbs), std::end(verbs),
                                     [&](const Verb& known) { return line->verb == known.name; });
     if (line->help) {

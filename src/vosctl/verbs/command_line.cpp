@@ -2,8 +2,7 @@
 
 namespace vosctl {
 
-std::optional<CommandLine> parse_command_line(const std::vector<std::string>& arguments,
-                                              std::string& failure)
+text::Result<CommandLine> parse_command_line(const std::vector<std::string>& arguments)
 {
     CommandLine line;
     for (auto at = arguments.begin(); at != arguments.end(); ++at) {
@@ -12,18 +11,15 @@ std::optional<CommandLine> parse_command_line(const std::vector<std::string>& ar
         } else if (*at == "--version") {
             line.version = true;
         } else if (*at == "--config") {
-            if (++at == arguments.end()) {
-                failure = "--config needs a file";
-                return std::nullopt;
-            }
+            if (++at == arguments.end())
+                return text::Failure{"--config needs a file"};
             line.config = *at;
             line.config_given = true;
         } else if (at->starts_with("--config=")) {
             line.config = at->substr(at->find('=') + 1);
             line.config_given = true;
         } else if (at->starts_with("-") && line.verb.empty()) {
-            failure = "unknown option " + *at;
-            return std::nullopt;
+            return text::Failure{"unknown option " + *at};
         } else if (line.verb.empty()) {
             line.verb = *at;
         } else {

@@ -1,7 +1,8 @@
 // The command line of vosctl: global options, a verb, and what follows it.
 #pragma once
 
-#include <optional>
+#include "text/result.h"
+
 #include <string>
 #include <vector>
 
@@ -17,9 +18,8 @@ struct CommandLine {
 };
 
 /// Reads the arguments of main, without the program's name. Options may stand
-/// before or after the verb. Nothing, and the reason in `failure`, for an
-/// option that there is not or that lacks its value.
-std::optional<CommandLine> parse_command_line(const std::vector<std::string>& arguments,
-                                              std::string& failure);
+/// before or after the verb. Fails for an option that lacks its value, and
+/// before the verb for one that there is not: after it, it is the verb's.
+text::Result<CommandLine> parse_command_line(const std::vector<std::string>& arguments);
 
 } // namespace vosctl
