@@ -1,3 +1,5 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "common/nyx_configurator.h"
 #include "config/keys.h"
 #include "platform/file/atomic_file.h"
@@ -9,7 +11,6 @@
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/support/log_tail.h"
 #include "vosctl/support/redaction.h"
-#include "vosctl/verbs/verbs.h"
 
 #include <sys/utsname.h>
 
@@ -146,17 +147,26 @@ std::string Bundle::log() const
     return text;
 }
 
-} // namespace
-
-int bundle(const CommandLine& line)
+int run(const CommandLine& line)
 {
-    if (line.arguments.size() != 1 || line.arguments[0].starts_with('-')) {
-        std::cerr << "usage: vosctl bundle FILE\n";
-        return exit_usage;
-    }
+    if (line.arguments.size() != 1 || line.arguments[0].starts_with('-'))
+        throw UsageError{};
     platform::create_private_file(line.arguments[0], Bundle(line.config).collect());
     std::cout << "wrote " << line.arguments[0] << "; look through it before you send it\n";
     return exit_done;
 }
+
+} // namespace
+
+constinit const Verb bundle_verb{
+    .name = "bundle",
+    .arguments = "FILE",
+    .summary = "collect what a support case needs in a new FILE, without secrets",
+    .help = "Writes a new text FILE, mode 0600, with what a support case needs: version,\n"
+            "configuration without secrets, status, the last report and the last 1,000 lines\n"
+            "of each log file. The secret, its enciphered form and the key are taken out of\n"
+            "all of it. What can not be had is named. An existing FILE is refused.\n",
+    .run = run,
+};
 
 } // namespace vosctl

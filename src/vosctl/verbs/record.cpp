@@ -1,12 +1,12 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "platform/variant/variant.h"
 #include "utils/dual_nyx_helper.h"
 #include "utils/nyx_status_data.h"
-#include "vosctl/verbs/verbs.h"
 
 #include <ctime>
 #include <iomanip>
 #include <iostream>
-#include <optional>
 
 namespace vosctl {
 
@@ -19,7 +19,7 @@ struct Options {
     std::string name{nyx_utils::DualNYXHelper::get_nyx_version_num()};
 };
 
-std::optional<Options> parse_options(const std::vector<std::string>& arguments)
+Options parse_options(const std::vector<std::string>& arguments)
 {
     Options options;
     for (auto at = arguments.begin(); at != arguments.end(); ++at) {
@@ -28,7 +28,7 @@ std::optional<Options> parse_options(const std::vector<std::string>& arguments)
         else if (*at == "--name" && at + 1 != arguments.end())
             options.name = *++at;
         else
-            return std::nullopt;
+            throw UsageError{};
     }
     return options;
 }
@@ -60,32 +60,36 @@ void print_json(const NyxStatusData& record, std::int64_t age, bool stale)
     std::cout << libvariant::write_json(shown, {{"pretty", true}}) << '\n';
 }
 
-} // namespace
-
-int record(const CommandLine& line)
+int run(const CommandLine& line)
 {
     const auto options = parse_options(line.arguments);
-    if (!options) {
-        std::cerr << "usage: vosctl record [--json] [--name NAME]\n";
-        return exit_usage;
-    }
     std::string failure;
-    const auto found = nyx_utils::read_status(options->name, failure);
+    const auto found = nyx_utils::read_status(options.name, failure);
     if (!found) {
-        std::cerr << "vosctl record: no status record " << options->name << ": " << failure << '\n';
+        std::cerr << "vosctl record: no status record " << options.name << ": " << failure << '\n';
         return exit_failed;
     }
     const std::int64_t age = std::time(nullptr) - found->written_at;
     const bool stale = age > nyx_utils::status_fresh_seconds;
-    if (options->json)
+    if (options.json)
         print_json(*found, age, stale);
     else
         print_for_people(*found, age);
     if (!stale)
         return exit_done;
-    std::cerr << "vosctl record: the status record " << options->name
+    std::cerr << "vosctl record: the status record " << options.name
               << " is stale: nobody has written it for " << age << " s\n";
     return exit_failed;
 }
+
+} // namespace
+
+constinit const Verb record_verb{
+    .name = "record",
+    .arguments = "[--json] [--name NAME]",
+    .summary = "show what the agent publishes in shared memory; --json for programs",
+    .help = "Shows what the agent publishes in shared memory.\n",
+    .run = run,
+};
 
 } // namespace vosctl

@@ -1,8 +1,9 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "platform/variant/variant.h"
 #include "vosctl/check/check_file.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/verbs/request.h"
-#include "vosctl/verbs/verbs.h"
 
 #include <unistd.h>
 
@@ -31,15 +32,11 @@ std::string node_configuration(const CommandLine& line)
     return "/proc/" + libvariant::write_json(status.at("pid")) + "/cwd/" + line.config;
 }
 
-} // namespace
-
-int reload(const CommandLine& line)
+int run(const CommandLine& line)
 {
     const auto force = std::ranges::count(line.arguments, "--force");
-    if (force != std::ssize(line.arguments)) {
-        std::cerr << "usage: vosctl reload [--force]\n";
-        return exit_usage;
-    }
+    if (force != std::ssize(line.arguments))
+        throw UsageError{};
     const auto file = node_configuration(line);
     const auto findings = check_file_in_its_folder(file);
     print_findings(std::cerr, std::cerr, file, findings);
@@ -48,5 +45,19 @@ int reload(const CommandLine& line)
     std::cerr << "vosctl reload: refused, as the file has errors; --force reloads all the same\n";
     return exit_failed;
 }
+
+} // namespace
+
+constinit const Verb reload_verb{
+    .name = "reload",
+    .arguments = "[--force]",
+    .summary = "let the daemon read its configuration again",
+    .help = "Checks the configuration as \"vosctl check\" does, then lets the daemon read it\n"
+            "again. A file with errors is refused: of a broken file the daemon would keep\n"
+            "one half, and an empty one it would take for a good one. Warnings do not stop\n"
+            "a reload, and with --force nothing does. Without --config, and without a\n"
+            "vos.conf in this folder, the file is the running daemon's.\n",
+    .run = run,
+};
 
 } // namespace vosctl

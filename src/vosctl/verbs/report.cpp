@@ -1,13 +1,16 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "common/nyx_configurator.h"
 #include "platform/logger/log_settings.h"
 #include "text/words.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/verbs/measurement.h"
-#include "vosctl/verbs/verbs.h"
+
+#include <unistd.h>
 
 #include <chrono>
 #include <iostream>
-#include <optional>
+#include <string>
 #include <thread>
 
 namespace vosctl {
@@ -16,16 +19,17 @@ namespace {
 
 using std::chrono::seconds;
 
-std::optional<seconds> parse_interval(const std::vector<std::string>& arguments)
+seconds parse_interval(const std::vector<std::string>& arguments)
 {
     constexpr unsigned longest = 3600;
+    const UsageError wrong{.limits = "1 to " + std::to_string(longest) + " (1)"};
     if (arguments.empty())
         return seconds{1};
     if (arguments.size() != 2 || arguments[0] != "--interval")
-        return std::nullopt;
+        throw wrong;
     const auto count = text::to_number<unsigned>(arguments[1]);
     if (!count || *count == 0 || *count > longest)
-        return std::nullopt;
+        throw wrong;
     return seconds{*count};
 }
 
@@ -53,24 +57,29 @@ libvariant::Variant measure(nyx::AConfigurator& conf, int root_pid, seconds inte
     return document->collect(root_pid);
 }
 
-} // namespace
-
-int report(const CommandLine& line)
+int run(const CommandLine& line)
 {
     const auto interval = parse_interval(line.arguments);
-    if (!interval) {
-        std::cerr << "usage: vosctl report [--interval SECONDS], 1 to 3600 (1)\n";
-        return exit_usage;
-    }
     LogSettings::use_standard_error(LogLevel::warning);
     nyx::AConfigurator conf(line.config.c_str(), false);
     nyx::TheConfigurator::set_configurator(&conf);
-    const auto root = measure(conf, supervisor_pid(), *interval);
+    const auto root = measure(conf, supervisor_pid(), interval);
     std::cout << HealthDocument::transmitted_text(root) << '\n' << std::flush;
     if (std::cout)
         return exit_done;
     std::cerr << "vosctl report: standard output can not be written\n";
     return exit_failed;
 }
+
+} // namespace
+
+constinit const Verb report_verb{
+    .name = "report",
+    .arguments = "[--interval SECONDS]",
+    .summary = "measure this machine for --interval SECONDS (1), and print a report",
+    .help = "Measures this machine, without a daemon, and prints one report as JSON; nothing\n"
+            "is sent. Rates and shares are of the interval, 1 to 3600 seconds (1).\n",
+    .run = run,
+};
 
 } // namespace vosctl

@@ -1,6 +1,7 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "common/nyx_configurator.h"
 #include "utils/nyx_crypto.h"
-#include "vosctl/verbs/verbs.h"
 
 #include <sys/stat.h>
 
@@ -38,14 +39,10 @@ int fail(const std::string& why)
     return exit_failed;
 }
 
-} // namespace
-
-int seal(const CommandLine& line)
+int run(const CommandLine& line)
 {
-    if (!line.arguments.empty()) {
-        std::cerr << "vosctl seal: takes no arguments; the secret comes on standard input\n";
-        return exit_usage;
-    }
+    if (!line.arguments.empty())
+        throw UsageError{.reason = "takes no arguments; the secret comes on standard input"};
     nyx::AConfigurator configurator(line.config.c_str(), false);
     nyx::TheConfigurator::set_configurator(&configurator);
     const auto key_file = nyx::hmac_key_file();
@@ -67,5 +64,17 @@ int seal(const CommandLine& line)
     std::cout << sealed << '\n' << std::flush;
     return std::cout ? exit_done : fail("standard output can not be written");
 }
+
+} // namespace
+
+constinit const Verb seal_verb{
+    .name = "seal",
+    .arguments = "",
+    .summary = "read a secret from standard input and print its enciphered form",
+    .help = "Reads a secret from standard input (one line end at its end is no part of it)\n"
+            "and prints its enciphered form, for General.hmac_secret. Makes the key file\n"
+            "that General.hmac_key_file names when there is none.\n",
+    .run = run,
+};
 
 } // namespace vosctl

@@ -1,8 +1,9 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "common/nyx_configurator.h"
 #include "config/setting_literal.h"
 #include "config/source_text.h"
 #include "vosctl/check/config_check.h"
-#include "vosctl/verbs/verbs.h"
 
 #include <algorithm>
 #include <iostream>
@@ -61,19 +62,13 @@ std::string edited(const std::string& text, const std::string& path, const std::
     return *changed;
 }
 
-} // namespace
-
-int set(const CommandLine& line)
+int run(const CommandLine& line)
 {
-    if (line.arguments.size() != 2) {
-        std::cerr << "usage: vosctl set PATH VALUE\n";
-        return exit_usage;
-    }
+    if (line.arguments.size() != 2)
+        throw UsageError{};
     const auto& path = line.arguments[0];
-    if (!std::ranges::all_of(nyx::path_names(path), is_name)) {
-        std::cerr << "vosctl set: " << path << " is no dotted path of names\n";
-        return exit_usage;
-    }
+    if (!std::ranges::all_of(nyx::path_names(path), is_name))
+        throw UsageError{.reason = path + " is no dotted path of names"};
     nyx::AConfigurator configurator(line.config.c_str(), false);
     try {
         configurator.edit_file(
@@ -87,5 +82,21 @@ int set(const CommandLine& line)
         std::cerr << "vosctl set: no program of the node reads " << path << '\n';
     return exit_done;
 }
+
+} // namespace
+
+constinit const Verb set_verb{
+    .name = "set",
+    .arguments = "PATH VALUE",
+    .summary = "change a setting in the file",
+    .help = "Puts VALUE at a dotted path of the file; groups that are missing are made. The\n"
+            "rest of the file, comments too, its mode and its owner stay, and it is replaced\n"
+            "as a whole, under its lock. A key that the node knows has its own type, another\n"
+            "one the type that it has; a new one is a boolean, a number or a text, as VALUE\n"
+            "looks. Refused: a value of another type or one that \"vosctl check\" calls an\n"
+            "error, a file that does not parse, and what lies in a list, an array or an\n"
+            "included file. The daemon follows at the next reload.\n",
+    .run = run,
+};
 
 } // namespace vosctl

@@ -1,8 +1,9 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "platform/variant/variant.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/screen/node_status_text.h"
 #include "vosctl/verbs/request.h"
-#include "vosctl/verbs/verbs.h"
 
 #include <ctime>
 #include <iostream>
@@ -57,7 +58,7 @@ bool is_healthy(const Variant& status)
            age.get<double>() <= status.at("heartbeat_timeout_ms").get<double>();
 }
 
-/// What --json adds to what the daemon reported: times, counted from `now`.
+/// What print_json() adds to what the daemon reported: times, counted from `now`.
 Variant ages_of(const nyx_utils::NodeStatus& node, std::time_t now)
 {
     const auto days = certificate_days_left(node, now);
@@ -66,15 +67,19 @@ Variant ages_of(const nyx_utils::NodeStatus& node, std::time_t now)
             {"certificate_days_left", days ? Variant(*days) : Variant()}};
 }
 
-} // namespace
+void print_json(Variant status, bool healthy)
+{
+    status["healthy"] = healthy;
+    if (const auto node = nyx_utils::node_status_of(status.value("node", Variant())))
+        status["node"].update(ages_of(*node, std::time(nullptr)));
+    std::cout << libvariant::write_json(status, {{"pretty", true}}) << '\n';
+}
 
-int status(const CommandLine& line)
+int run(const CommandLine& line)
 {
     const bool json = line.arguments == std::vector<std::string>{"--json"};
-    if (!json && !line.arguments.empty()) {
-        std::cerr << "usage: vosctl status [--json]\n";
-        return exit_usage;
-    }
+    if (!json && !line.arguments.empty())
+        throw UsageError{};
     auto link = SupervisorLink::connect();
     if (!link)
         return no_supervisor(line.verb, link.reason());
@@ -82,16 +87,23 @@ int status(const CommandLine& line)
     if (status.is_null())
         return no_supervisor(line.verb, "it does not answer");
     const bool healthy = is_healthy(status);
-    if (json) {
-        Variant shown = status;
-        shown["healthy"] = healthy;
-        if (const auto node = nyx_utils::node_status_of(status.value("node", Variant())))
-            shown["node"].update(ages_of(*node, std::time(nullptr)));
-        std::cout << libvariant::write_json(shown, {{"pretty", true}}) << '\n';
-    } else {
+    if (json)
+        print_json(status, healthy);
+    else
         print_for_people(status);
-    }
     return healthy ? exit_done : exit_failed;
 }
+
+} // namespace
+
+constinit const Verb status_verb{
+    .name = "status",
+    .arguments = "[--json]",
+    .summary = "show how the daemon is; --json for programs",
+    .help = "Shows how the daemon is, as its supervisor sees it. Ends with 0 when it is\n"
+            "healthy, 1 when it is not running or not well. The lines from \"last accepted\"\n"
+            "on are what the daemon told after its last report.\n",
+    .run = run,
+};
 
 } // namespace vosctl

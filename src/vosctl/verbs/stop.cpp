@@ -1,18 +1,26 @@
-#include "platform/ipc/ipc.h"
-#include "vosctl/verbs/request.h"
 #include "vosctl/verbs/verbs.h"
 
-#include <iostream>
+#include "platform/ipc/ipc.h"
+#include "vosctl/verbs/request.h"
 
 namespace vosctl {
 
-int stop(const CommandLine& line)
+namespace {
+
+int run(const CommandLine& line)
 {
-    if (!line.arguments.empty()) {
-        std::cerr << "vosctl stop: takes no arguments\n";
-        return exit_usage;
-    }
+    refuse_arguments(line);
     return request(line.verb, ipc_stop);
 }
+
+} // namespace
+
+constinit const Verb stop_verb{
+    .name = "stop",
+    .arguments = "",
+    .summary = "end the daemon; its supervisor starts it again",
+    .help = "Ends the daemon; its supervisor starts it again.\n",
+    .run = run,
+};
 
 } // namespace vosctl

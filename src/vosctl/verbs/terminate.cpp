@@ -1,18 +1,26 @@
-#include "platform/ipc/ipc.h"
-#include "vosctl/verbs/request.h"
 #include "vosctl/verbs/verbs.h"
 
-#include <iostream>
+#include "platform/ipc/ipc.h"
+#include "vosctl/verbs/request.h"
 
 namespace vosctl {
 
-int terminate(const CommandLine& line)
+namespace {
+
+int run(const CommandLine& line)
 {
-    if (!line.arguments.empty()) {
-        std::cerr << "vosctl terminate: takes no arguments\n";
-        return exit_usage;
-    }
+    refuse_arguments(line);
     return request(line.verb, ipc_terminate);
 }
+
+} // namespace
+
+constinit const Verb terminate_verb{
+    .name = "terminate",
+    .arguments = "",
+    .summary = "end the daemon and its supervisor; they stay down",
+    .help = "Ends the daemon and its supervisor; they stay down.\n",
+    .run = run,
+};
 
 } // namespace vosctl

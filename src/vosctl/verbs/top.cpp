@@ -1,3 +1,5 @@
+#include "vosctl/verbs/verbs.h"
+
 #include "common/nyx_configurator.h"
 #include "platform/logger/log_settings.h"
 #include "text/words.h"
@@ -5,14 +7,12 @@
 #include "vosctl/screen/terminal.h"
 #include "vosctl/screen/top_screen.h"
 #include "vosctl/verbs/measurement.h"
-#include "vosctl/verbs/verbs.h"
 #include "vosctl/verbs/wall_second.h"
 
 #include <unistd.h>
 
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <thread>
 
 namespace vosctl {
@@ -25,17 +25,19 @@ using std::chrono::milliseconds;
 constexpr unsigned endless = 0;
 constexpr std::size_t plain_width = 200; ///< more than any line needs
 
-/// How many blocks to print; `endless` without the option, nothing for wrong usage.
-std::optional<unsigned> parse_count(const std::vector<std::string>& arguments)
+/// How many blocks to print; `endless` without the option.
+unsigned parse_count(const std::vector<std::string>& arguments)
 {
     if (arguments.empty())
         return endless;
     if (arguments == std::vector<std::string>{"--once"})
         return 1;
     if (arguments.size() != 2 || arguments[0] != "-n")
-        return std::nullopt;
+        throw UsageError{};
     const auto count = text::to_number<unsigned>(arguments[1]);
-    return count && *count != 0 ? count : std::nullopt;
+    if (!count || *count == 0)
+        throw UsageError{};
+    return *count;
 }
 
 milliseconds until_next_second()
@@ -113,18 +115,27 @@ int live(nyx::AConfigurator& conf)
     return exit_done;
 }
 
-} // namespace
-
-int top(const CommandLine& line)
+int run(const CommandLine& line)
 {
     const auto count = parse_count(line.arguments);
-    if (!count) {
-        std::cerr << "usage: vosctl top [--once | -n COUNT]\n";
-        return exit_usage;
-    }
     nyx::AConfigurator conf(line.config.c_str(), false);
     nyx::TheConfigurator::set_configurator(&conf);
-    return *count == endless && has_terminal() ? live(conf) : print_blocks(conf, *count);
+    return count == endless && has_terminal() ? live(conf) : print_blocks(conf, count);
 }
+
+} // namespace
+
+constinit const Verb top_verb{
+    .name = "top",
+    .arguments = "[--once | -n COUNT]",
+    .summary = "show the node at a glance, each second anew",
+    .help = "Shows the node at a glance on a terminal, measured anew each second by vosctl\n"
+            "itself: CPU, RAM and files, the daemon and its last report, the monitored\n"
+            "processes, the busiest first, and the interfaces. \"q\" or Ctrl-C ends it.\n"
+            "Where the output is no terminal, or with a COUNT of blocks (--once: one), it is\n"
+            "plain lines, a block a second. No colours with NO_COLOR set; ASCII bars where\n"
+            "the locale is not UTF-8.\n",
+    .run = run,
+};
 
 } // namespace vosctl
