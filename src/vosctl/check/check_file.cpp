@@ -2,6 +2,7 @@
 
 #include "config/includes.h"
 #include "platform/file/text_file.h"
+#include "vosctl/check/config_check.h"
 #include "vosctl/check/file_probes.h"
 
 #include <unistd.h>
@@ -10,7 +11,6 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
-#include <ostream>
 
 namespace vosctl {
 
@@ -73,13 +73,6 @@ Findings check_file_in_its_folder(const std::string& path)
     if (::chdir(path.substr(0, slash + 1).c_str()) != 0)
         return whole_file(std::string("can not be read: ") + std::strerror(errno));
     return check_file(path.substr(slash + 1));
-}
-
-void print_findings(std::ostream& out, std::ostream& notes, const std::string& file,
-                    const Findings& findings)
-{
-    for (const auto& finding : findings)
-        (finding.severity == Severity::note ? notes : out) << finding_text(file, finding) << '\n';
 }
 
 } // namespace vosctl

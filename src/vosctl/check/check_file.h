@@ -1,9 +1,8 @@
 // Everything that is wrong with one configuration file.
 #pragma once
 
-#include "vosctl/check/config_check.h"
+#include "vosctl/check/finding.h"
 
-#include <iosfwd>
 #include <string>
 
 namespace vosctl {
@@ -16,10 +15,5 @@ Findings check_file(const std::string& path);
 /// check_file() in the folder of `path`, which is that of a daemon that reads
 /// it: changes the working folder for good.
 Findings check_file_in_its_folder(const std::string& path);
-
-/// Writes the findings, one a line: errors and warnings to `out`, notes to
-/// `notes`.
-void print_findings(std::ostream& out, std::ostream& notes, const std::string& file,
-                    const Findings& findings);
 
 } // namespace vosctl

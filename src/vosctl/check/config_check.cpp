@@ -6,7 +6,6 @@
 #include "text/server_url.h"
 #include "text/words.h"
 
-#include <algorithm>
 #include <exception>
 
 namespace vosctl {
@@ -109,29 +108,6 @@ void find_unknown(const Setting& group, Findings& findings)
 }
 
 } // namespace
-
-std::string finding_text(const std::string& file, const Finding& finding)
-{
-    auto text = file;
-    if (finding.key.empty() && finding.line != 0)
-        text += ":" + std::to_string(finding.line);
-    text += ": ";
-    if (!finding.key.empty())
-        text += finding.key + ": ";
-    if (finding.severity != Severity::error)
-        text += finding.severity == Severity::note ? "note: " : "warning: ";
-    text += finding.message;
-    for (auto& letter : text) // a path with a line feed must not make a second line
-        if (static_cast<unsigned char>(letter) < ' ')
-            letter = '?';
-    return text;
-}
-
-bool has_finding(const Findings& findings, Severity severity)
-{
-    return std::ranges::any_of(
-        findings, [severity](const Finding& finding) { return finding.severity >= severity; });
-}
 
 Findings check_tree(const libconfig::Config& config)
 {

@@ -1,13 +1,9 @@
 // The files that a configuration names, as this machine has them.
 #pragma once
 
-#include "vosctl/check/config_check.h"
+#include "vosctl/check/finding.h"
 
 #include <libconfig.h++>
-
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace vosctl {
 
@@ -21,14 +17,5 @@ constexpr const char* unsealed_secret = "v1:replace-this-by-the-output-of-vosctl
 /// What only sending needs and the configuration does not name, the default
 /// key file and the client certificate, is looked at once a secret is sealed.
 Findings probe_files(const libconfig::Config& config);
-
-struct LogFile {
-    std::string appender;
-    std::string path;
-    bool operator==(const LogFile&) const = default;
-};
-
-/// The files that the appenders of a log4cpp property file write. Pure.
-std::vector<LogFile> log_files(std::string_view properties);
 
 } // namespace vosctl

@@ -7,7 +7,7 @@
 #include "utils/dual_nyx_helper.h"
 #include "utils/nyx_crypto.h"
 #include "utils/nyx_helper.h"
-#include "vosctl/check/file_probes.h"
+#include "vosctl/check/log_files.h"
 #include "vosctl/link/supervisor_link.h"
 #include "vosctl/support/log_tail.h"
 #include "vosctl/support/redaction.h"
