@@ -11,14 +11,21 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <optional>
 
 namespace vosctl {
 
 namespace {
 
-Findings whole_file(const std::string& message, unsigned int line = 0)
+Finding whole_file(const std::string& message, unsigned int line = 0)
 {
-    return {{Severity::error, "", message, line}};
+    return {Severity::error, "", message, line};
+}
+
+/// A file that could not be read; errno says why.
+Findings unreadable()
+{
+    return {whole_file(std::string("can not be read: ") + std::strerror(errno))};
 }
 
 void append(Findings& all, Findings&& more)
@@ -27,7 +34,7 @@ void append(Findings& all, Findings&& more)
 }
 
 /// Parses `text` into `config`; what is wrong when that fails.
-Findings parse(const std::string& text, libconfig::Config& config)
+std::optional<Finding> parse(const std::string& text, libconfig::Config& config)
 {
     if (const auto nul = text.find('\0'); nul != std::string::npos)
         return whole_file(
@@ -46,7 +53,7 @@ Findings parse(const std::string& text, libconfig::Config& config)
     }
     if (config.getRoot().getLength() == 0)
         return whole_file("empty: it holds no setting, and the daemon does not start");
-    return {};
+    return std::nullopt;
 }
 
 } // namespace
@@ -55,10 +62,10 @@ Findings check_file(const std::string& path)
 {
     const auto text = platform::read_text_file(path);
     if (!text)
-        return whole_file(std::string("can not be read: ") + std::strerror(errno));
+        return unreadable();
     libconfig::Config config;
-    if (auto failure = parse(*text, config); !failure.empty())
-        return failure;
+    if (const auto failure = parse(*text, config))
+        return {*failure};
     auto findings = check_tree(config);
     append(findings, check_numbers(*text));
     append(findings, probe_files(config));
@@ -71,7 +78,7 @@ Findings check_file_in_its_folder(const std::string& path)
     if (slash == std::string::npos)
         return check_file(path);
     if (::chdir(path.substr(0, slash + 1).c_str()) != 0)
-        return whole_file(std::string("can not be read: ") + std::strerror(errno));
+        return unreadable();
     return check_file(path.substr(slash + 1));
 }
 

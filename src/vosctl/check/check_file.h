@@ -8,12 +8,12 @@
 namespace vosctl {
 
 /// Reads and checks the file at `path`, and the files that it names; relative
-/// paths in it are relative to the working folder. A file that can not be read
+/// paths in it are relative to the working directory. A file that can not be read
 /// or parsed has that one finding.
 Findings check_file(const std::string& path);
 
-/// check_file() in the folder of `path`, which is that of a daemon that reads
-/// it: changes the working folder for good.
+/// check_file() in the directory of `path`, which is that of a daemon that reads
+/// it: changes the working directory for good.
 Findings check_file_in_its_folder(const std::string& path);
 
 } // namespace vosctl

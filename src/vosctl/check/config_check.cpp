@@ -3,6 +3,7 @@
 #include "config/setting_copy.h"
 #include "config/source_text.h"
 #include "platform/variant/variant.h"
+#include "text/result.h"
 #include "text/server_url.h"
 #include "text/words.h"
 
@@ -21,42 +22,40 @@ std::string wrong_type(const Setting& setting, Setting::Type wanted)
            nyx::type_text(wanted);
 }
 
-const char* url_fault(const std::string& text)
+text::Outcome check_url(const std::string& value)
 {
-    const auto url = text::split_server_url(text);
+    const auto url = text::split_server_url(value);
     if (!url || url->host.empty() || url->host == url->port)
-        return "is no URL of the form scheme://host:port";
+        return text::Failure{"is no URL of the form scheme://host:port"};
     if (url->scheme != "http" && url->scheme != "https")
-        return "has a scheme other than https and http";
+        return text::Failure{"has a scheme other than https and http"};
     const auto port = text::to_number<std::uint16_t>(url->port);
-    return port && *port != 0 ? nullptr : "has no port number from 1 to 65535 at its end";
+    if (!port || *port == 0)
+        return text::Failure{"has no port number from 1 to 65535 at its end"};
+    return text::done();
 }
 
-const char* json_fault(const std::string& text)
+text::Outcome check_json(const std::string& value)
 {
     try {
-        libvariant::read_json(text);
-        return nullptr;
+        libvariant::read_json(value);
+        return text::done();
     } catch (const std::exception&) {
-        return "is no JSON document";
+        return text::Failure{"is no JSON document"};
     }
 }
 
-/// What is wrong with a text; null when nothing is.
-const char* text_fault(const std::string& text, TextForm form)
+text::Outcome check_string(const std::string& value, TextForm form)
 {
-    switch (form) {
-    case TextForm::url:
-        return url_fault(text);
-    case TextForm::json:
-        return json_fault(text);
-    case TextForm::server_path:
-        return text.starts_with('/') ? nullptr : "does not begin with \"/\"";
-    case TextForm::filled:
-        return text.empty() ? "is empty" : nullptr;
-    default:
-        return nullptr;
-    }
+    if (form == TextForm::url)
+        return check_url(value);
+    if (form == TextForm::json)
+        return check_json(value);
+    if (form == TextForm::server_path && !value.starts_with('/'))
+        return text::Failure{"does not begin with \"/\""};
+    if (form == TextForm::filled && value.empty())
+        return text::Failure{"is empty"};
+    return text::done();
 }
 
 void check_value(const Setting& setting, const config::KnownKey& key, Findings& findings)
@@ -75,8 +74,8 @@ void check_value(const Setting& setting, const config::KnownKey& key, Findings& 
                                 "is " + std::to_string(value) + ": " + key.too_small,
                                 setting.getSourceLine()});
     } else if (key.type == Setting::TypeString) {
-        if (const char* fault = text_fault(setting, key.form))
-            findings.push_back({Severity::error, key.path, fault, setting.getSourceLine()});
+        if (const auto fits = check_string(setting, key.form); !fits)
+            findings.push_back({Severity::error, key.path, fits.reason(), setting.getSourceLine()});
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "config/keys.h"
 #include "platform/file/text_file.h"
+#include "text/result.h"
 #include "utils/nyx_crypto.h"
 #include "vosctl/check/log_files.h"
 
@@ -21,39 +22,54 @@ constexpr const char* secret_key = config::key::hmac_secret;
 constexpr const char* url_key = config::key::zel_report_url;
 constexpr const char* local_report_key = config::key::local_json_report_path;
 
-std::string text_at(const libconfig::Config& config, const char* path)
+std::string string_at(const libconfig::Config& config, const char* path)
 {
     std::string value;
     config.lookupValue(path, value);
     return value;
 }
 
-/// Why the file at `path` could not be written, made if need be; empty when it
-/// could.
-std::string write_obstacle(const std::string& path)
+text::Outcome may_access(const std::string& path, int mode)
+{
+    if (::access(path.c_str(), mode) == 0)
+        return text::done();
+    return text::Failure{std::strerror(errno)};
+}
+
+/// Whether the file at `path` could be written, made if need be.
+text::Outcome may_write(const std::string& path)
 {
     struct stat found {};
-    if (::stat(path.c_str(), &found) == 0) {
-        if (S_ISDIR(found.st_mode))
-            return std::strerror(EISDIR);
-        return ::access(path.c_str(), W_OK) == 0 ? "" : std::strerror(errno);
-    }
+    if (::stat(path.c_str(), &found) == 0)
+        return S_ISDIR(found.st_mode) ? text::Failure{std::strerror(EISDIR)}
+                                      : may_access(path, W_OK);
     if (errno != ENOENT)
-        return std::strerror(errno);
+        return text::Failure{std::strerror(errno)};
     const auto slash = path.rfind('/');
-    const auto folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? "" : std::strerror(errno);
+    return may_access(slash == std::string::npos ? "." : path.substr(0, slash + 1), W_OK | X_OK);
+}
+
+/// Whether there is a file at `path` that can be read.
+text::Outcome may_read(const std::string& path)
+{
+    struct stat found {};
+    if (::stat(path.c_str(), &found) != 0)
+        return text::Failure{std::strerror(errno)};
+    const auto readable = may_access(path, R_OK);
+    if (readable && !S_ISREG(found.st_mode))
+        return text::Failure{"not a regular file"};
+    return readable;
 }
 
 void probe_secret(const libconfig::Config& config, Findings& findings)
 {
-    const auto secret = text_at(config, secret_key);
+    const auto secret = string_at(config, secret_key);
     const bool sealed = !secret.empty() && secret != unsealed_secret;
     const bool named = config.exists(key_file_key);
     if (secret == unsealed_secret)
         findings.push_back({Severity::note, secret_key,
                             "is the example's: no report can be signed before \"vosctl seal\""});
-    auto path = text_at(config, key_file_key);
+    auto path = string_at(config, key_file_key);
     if (!named)
         path = config::default_hmac_key_file;
     if (path.empty() || (!named && !sealed))
@@ -71,26 +87,20 @@ void probe_secret(const libconfig::Config& config, Findings& findings)
 
 void probe_certificate(const libconfig::Config& config, Findings& findings)
 {
-    const auto secret = text_at(config, secret_key);
+    const auto secret = string_at(config, secret_key);
     if (secret.empty() || secret == unsealed_secret ||
-        !text_at(config, url_key).starts_with("https:"))
+        !string_at(config, url_key).starts_with("https:"))
         return;
     const std::string path = config::client_certificate_file;
-    struct stat found {};
-    std::string failure;
-    if (::stat(path.c_str(), &found) != 0 || ::access(path.c_str(), R_OK) != 0)
-        failure = std::strerror(errno);
-    else if (!S_ISREG(found.st_mode))
-        failure = "not a regular file";
-    if (!failure.empty())
+    if (const auto readable = may_read(path); !readable)
         findings.push_back(
             {Severity::warning, url_key,
-             "client certificate " + path + ": " + failure + ": no report gets through"});
+             "client certificate " + path + ": " + readable.reason() + ": no report gets through"});
 }
 
 void probe_log(const libconfig::Config& config, const char* key, Findings& findings)
 {
-    const auto path = text_at(config, key);
+    const auto path = string_at(config, key);
     if (path.empty())
         return;
     const auto properties = platform::read_text_file(path);
@@ -101,11 +111,11 @@ void probe_log(const libconfig::Config& config, const char* key, Findings& findi
         return;
     }
     for (const auto& file : log_files(*properties)) {
-        const auto obstacle = write_obstacle(file.path);
-        if (obstacle.empty())
+        const auto writable = may_write(file.path);
+        if (writable)
             continue;
         auto message = "log file " + file.path + " of appender " + file.appender;
-        message.append(" in ").append(path).append(": ").append(obstacle);
+        message.append(" in ").append(path).append(": ").append(writable.reason());
         message += ": its records are lost without a word";
         findings.push_back({Severity::error, key, message});
     }
@@ -113,12 +123,12 @@ void probe_log(const libconfig::Config& config, const char* key, Findings& findi
 
 void probe_local_report(const libconfig::Config& config, Findings& findings)
 {
-    const auto path = text_at(config, local_report_key);
+    const auto path = string_at(config, local_report_key);
     if (path.empty())
         return;
-    if (const auto obstacle = write_obstacle(path); !obstacle.empty())
+    if (const auto writable = may_write(path); !writable)
         findings.push_back({Severity::note, local_report_key,
-                            path + ": " + obstacle + ": there is no local copy"});
+                            path + ": " + writable.reason() + ": there is no local copy"});
 }
 
 } // namespace

@@ -12,7 +12,7 @@ constexpr const char* unsealed_secret = "v1:replace-this-by-the-output-of-vosctl
 
 /// Findings about files: key file, secret, client certificate, log settings
 /// with their log files, local report. Relative paths are relative to the
-/// working folder. Creates and changes nothing.
+/// working directory. Creates and changes nothing.
 ///
 /// What only sending needs and the configuration does not name, the default
 /// key file and the client certificate, is looked at once a secret is sealed.
