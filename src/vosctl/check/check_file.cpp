@@ -72,7 +72,7 @@ Findings check_file(const std::string& path)
     return findings;
 }
 
-Findings check_file_in_its_folder(const std::string& path)
+Findings check_file_in_its_directory(const std::string& path)
 {
     const auto slash = path.rfind('/');
     if (slash == std::string::npos)

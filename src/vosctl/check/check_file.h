@@ -14,6 +14,6 @@ Findings check_file(const std::string& path);
 
 /// check_file() in the directory of `path`, which is that of a daemon that reads
 /// it: changes the working directory for good.
-Findings check_file_in_its_folder(const std::string& path);
+Findings check_file_in_its_directory(const std::string& path);
 
 } // namespace vosctl

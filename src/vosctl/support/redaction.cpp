@@ -43,7 +43,7 @@ std::string_view credentials_of(std::string_view url)
     return end == std::string_view::npos ? std::string_view() : url.substr(0, end);
 }
 
-/// Replaces the secret members of a JSON tree; their texts go to `found`.
+/// Replaces the secret members of a JSON tree; their values, as strings, go to `found`.
 void redact_json(Variant& tree, std::vector<std::string>& found)
 {
     for (auto& [key, value] : tree.items()) {
@@ -79,18 +79,18 @@ void Redactor::remember(std::string secret)
     m_secrets.insert(shorter, std::move(secret));
 }
 
-void Redactor::remember_texts(const Setting& setting)
+void Redactor::remember_strings(const Setting& setting)
 {
     if (setting.getType() == Setting::TypeString)
         remember(setting.c_str());
     for (int at = 0; setting.isAggregate() && at < setting.getLength(); ++at)
-        remember_texts(setting[at]);
+        remember_strings(setting[at]);
 }
 
 void Redactor::redact(Setting& setting)
 {
     if (!setting.isAggregate()) {
-        redact_text(setting);
+        redact_string(setting);
         return;
     }
     for (int at = 0; at < setting.getLength(); ++at)
@@ -105,21 +105,21 @@ void Redactor::redact_member(Setting& parent, int at)
         redact(setting);
         return;
     }
-    remember_texts(setting);
-    // Its type may change, which libconfig allows only by making it anew. What
-    // stood behind it moves up, and the new one goes to the end: look here again.
-    const std::string key = name;
+    remember_strings(setting);
     if (setting.getType() == Setting::TypeString) {
         setting = redacted;
         return;
     }
+    // Another type changes, which libconfig allows only by making the setting anew.
+    // What followed it moves up, and the new one goes to the end: look here again.
+    const std::string key = name;
     parent.remove(key);
     parent.add(key, Setting::TypeString) = redacted;
     if (at < parent.getLength() - 1)
         redact_member(parent, at);
 }
 
-void Redactor::redact_text(Setting& setting)
+void Redactor::redact_string(Setting& setting)
 {
     if (setting.getType() != Setting::TypeString)
         return;

@@ -21,9 +21,9 @@ bool names_a_secret(std::string_view key);
 class Redactor {
 public:
     /// Replaces the values of secret settings, whatever their type, and the
-    /// passwords within URLs and JSON texts. Comments do not outlive parsing.
+    /// passwords within URLs and JSON strings. Comments do not outlive parsing.
     void redact(libconfig::Setting& setting);
-    /// Has `secret` taken out of texts too. One of fewer than four bytes is not:
+    /// Has scrub() take out `secret` too. One of fewer than four bytes is not:
     /// it would be found everywhere.
     void remember(std::string secret);
     /// `text` without what is remembered, and without the values of "token="
@@ -31,9 +31,9 @@ public:
     std::string scrub(std::string text) const;
 
 private:
-    void remember_texts(const libconfig::Setting& setting);
+    void remember_strings(const libconfig::Setting& setting);
     void redact_member(libconfig::Setting& parent, int at);
-    void redact_text(libconfig::Setting& setting);
+    void redact_string(libconfig::Setting& setting);
 
     std::vector<std::string> m_secrets; ///< the longest first
 };

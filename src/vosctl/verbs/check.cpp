@@ -14,7 +14,7 @@ int run(const CommandLine& line)
         (line.arguments.size() == 1 && line.arguments[0].starts_with('-')))
         throw UsageError{};
     const auto& file = line.arguments.empty() ? line.config : line.arguments[0];
-    const auto findings = check_file_in_its_folder(file);
+    const auto findings = check_file_in_its_directory(file);
     print_findings(std::cout, std::cerr, file, findings);
     return has_finding(findings, Severity::warning) ? exit_failed : exit_done;
 }

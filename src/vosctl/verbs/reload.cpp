@@ -16,8 +16,8 @@ namespace vosctl {
 
 namespace {
 
-/// The daemon's own file where the command line does not name one and there is
-/// none in this folder.
+/// The file to check: the daemon's own where the command line does not name one
+/// and there is none in the working directory.
 std::string node_configuration(const CommandLine& line)
 {
     if (line.config_given || ::access(line.config.c_str(), F_OK) == 0)
@@ -38,7 +38,7 @@ int run(const CommandLine& line)
     if (force != std::ssize(line.arguments))
         throw UsageError{};
     const auto file = node_configuration(line);
-    const auto findings = check_file_in_its_folder(file);
+    const auto findings = check_file_in_its_directory(file);
     print_findings(std::cerr, std::cerr, file, findings);
     if (!has_finding(findings, Severity::error) || force > 0)
         return request(line.verb, ipc_reconfigure);

@@ -21,8 +21,8 @@ std::string seconds(const Variant& milliseconds)
     return libvariant::write_json(milliseconds.get<double>() / 1000) + " s";
 }
 
-/// What the daemon told of itself; a supervisor or a daemon that knows nothing
-/// of it costs these lines.
+/// What the daemon reported of itself; no lines when the supervisor or the
+/// daemon is of a release that does not report it.
 void print_node(const Variant& status)
 {
     const auto node = nyx_utils::node_status_of(status.value("node", Variant()));

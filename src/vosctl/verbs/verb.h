@@ -20,8 +20,8 @@ struct Verb {
     int (*run)(const CommandLine& line);
 };
 
-/// Thrown by a verb that was called wrongly. With neither text the usage alone
-/// says what is wrong.
+/// Thrown by a verb that was called wrongly. With neither string the usage
+/// alone says what is wrong.
 struct UsageError {
     std::string reason{}; ///< instead of the usage
     std::string limits{}; ///< what the usage does not say of its arguments

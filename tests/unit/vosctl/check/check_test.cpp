@@ -15,7 +15,7 @@ using testing::StartsWith;
 
 namespace {
 
-/// A node's files, all of them good; "@" in a text stands for their folder.
+/// A node's files, all of them good; "@" in a string stands for their directory.
 class Check : public testing::Test {
 protected:
     TempFolder m_folder;
