@@ -1,6 +1,7 @@
 #include "vosctl/support/bundle.h"
 
 #include "common/nyx_configurator.h"
+#include "config/keys.h"
 #include "platform/file/text_file.h"
 #include "utils/dual_nyx_helper.h"
 #include "utils/nyx_crypto.h"
@@ -86,7 +87,7 @@ void Bundle::remember_plain_secret()
     if (!key)
         return;
     m_redactor.remember({reinterpret_cast<const char*>(key->data()), nyx::SecretKey::size});
-    m_config.lookupValue("General.hmac_secret", sealed);
+    m_config.lookupValue(config::key::hmac_secret, sealed);
     if (auto secret = nyx::open_secret(*key, sealed))
         m_redactor.remember(std::move(*secret));
 }
@@ -130,14 +131,14 @@ std::string read_whole(const std::string& path)
 
 std::string Bundle::last_report() const
 {
-    return read_whole(file_setting("Monitoring.local_json_report_path"));
+    return read_whole(file_setting(config::key::local_json_report_path));
 }
 
 std::string Bundle::log() const
 {
     const auto directory = std::filesystem::path(m_config_file).parent_path();
     std::string text;
-    for (const auto& file : log_files(read_whole(file_setting("Monitoring.log_config_file")))) {
+    for (const auto& file : log_files(read_whole(file_setting(config::key::log_config_file)))) {
         const std::string path = directory / file.path;
         text += "----- " + path + "\n" + read_last_lines(path, most_log_lines);
     }

@@ -95,7 +95,8 @@ constinit const Verb set_verb{
             "one the type that it has; a new one is a boolean, a number or a text, as VALUE\n"
             "looks. Refused: a value of another type or one that \"vosctl check\" calls an\n"
             "error, a file that does not parse, and what lies in a list, an array or an\n"
-            "included file. The daemon follows at the next reload.\n",
+            "included file. The daemon follows at the next reload; what is read at start\n"
+            "only counts after a restart.\n",
     .run = run,
 };
 
