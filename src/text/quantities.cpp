@@ -2,26 +2,27 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 
 namespace text {
 
 namespace {
 
-template <typename... Values>
-std::string format(const char* pattern, Values... values)
+/// `value`, which is finite and less than 1e12, with `digits` after the point.
+std::string fixed(double value, int digits)
 {
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), pattern, values...);
-    return text.data();
+    std::array<char, 32> number{};
+    const auto end = std::to_chars(number.data(), number.data() + number.size(), value,
+                                   std::chars_format::fixed, digits);
+    return {number.data(), end.ptr};
 }
 
 } // namespace
 
 std::string decimal(double value)
 {
-    return std::abs(value) < 1e6 ? format("%.1f", value) : "-";
+    return std::abs(value) < 1e6 ? fixed(value, 1) : "-";
 }
 
 std::string short_number(double value, const char* unit)
@@ -32,8 +33,8 @@ std::string short_number(double value, const char* unit)
     std::size_t power = 0;
     for (; value >= 999.5 && power + 1 < prefixes.size(); ++power)
         value /= 1000;
-    return format(power == 0 || value >= 99.95 ? "%.0f %s%s" : "%.1f %s%s", value,
-                  prefixes.at(power), unit);
+    const int digits = power == 0 || value >= 99.95 ? 0 : 1;
+    return value < 1e12 ? fixed(value, digits) + ' ' + prefixes.at(power) + unit : "-";
 }
 
 std::string duration(long long seconds)
@@ -42,12 +43,13 @@ std::string duration(long long seconds)
     constexpr long long hour = 60 * minute;
     constexpr long long day = 24 * hour;
     if (seconds < minute)
-        return format("%lld s", std::max(seconds, 0LL));
+        return std::to_string(std::max(seconds, 0LL)) + " s";
     if (seconds < hour)
-        return format("%lld min", seconds / minute);
+        return std::to_string(seconds / minute) + " min";
     if (seconds < day)
-        return format("%lld h %lld min", seconds / hour, seconds % hour / minute);
-    return format("%lld d %lld h", seconds / day, seconds % day / hour);
+        return std::to_string(seconds / hour) + " h " + std::to_string(seconds % hour / minute) +
+               " min";
+    return std::to_string(seconds / day) + " d " + std::to_string(seconds % day / hour) + " h";
 }
 
 } // namespace text
