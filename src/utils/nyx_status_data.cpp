@@ -47,15 +47,15 @@ void log_failed_wait(SupLogger& logger, const std::string& operation, std::int64
                  inventory ? "" : " object");
 }
 
-/// Why the copy is of no use; empty when it is.
-std::string fault_of(const NyxStatusData& record)
+/// The copy, unless it is of no use.
+text::Result<NyxStatusData> usable(const NyxStatusData& record)
 {
     if (record.layout == 0)
-        return "nothing has been written to it yet";
+        return text::Failure{"nothing has been written to it yet"};
     if (record.layout != NyxStatusData::current_layout)
-        return "its layout version is " + std::to_string(record.layout) + ", not " +
-               std::to_string(NyxStatusData::current_layout);
-    return {};
+        return text::Failure{"its layout version is " + std::to_string(record.layout) + ", not " +
+                             std::to_string(NyxStatusData::current_layout)};
+    return record;
 }
 
 } // namespace
@@ -89,20 +89,18 @@ void publish_status(SupLogger& logger, const std::string& operation,
         throw std::runtime_error("Failed to unlock shared memory");
 }
 
-std::optional<NyxStatusData> read_status(const std::string& name, std::string& failure)
+text::Result<NyxStatusData> read_status(const std::string& name)
 {
     try {
         StatusObject object(name, SharedMemoryUse::existing);
-        if (!object.lock()) {
-            failure = "its semaphore was held for a second; the holder may be dead";
-            return std::nullopt;
-        }
+        if (!object.lock())
+            return text::Failure{"its semaphore was held for a second; the holder may be dead"};
         const NyxStatusData copy = object.record();
-        failure = object.unlock() ? fault_of(copy) : "Failed to unlock shared memory";
-        return failure.empty() ? std::optional(copy) : std::nullopt;
+        if (!object.unlock())
+            return text::Failure{"Failed to unlock shared memory"};
+        return usable(copy);
     } catch (const std::runtime_error& error) {
-        failure = error.what();
-        return std::nullopt;
+        return text::Failure{error.what()};
     }
 }
 

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "platform/shared_memory/shared_object.h"
+#include "text/result.h"
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 
 class SupLogger;
@@ -45,8 +45,8 @@ void publish_status(SupLogger& logger, const std::string& operation,
                     const std::function<void(NyxStatusData&)>& write);
 
 /// A copy of the record `name`, as another process has published it. Makes
-/// none, and waits for its semaphore a second at most. Nothing, and the reason
-/// in `failure`, when there is none, it is locked or of another layout.
-std::optional<NyxStatusData> read_status(const std::string& name, std::string& failure);
+/// none, and waits for its semaphore a second at most. There may be none, or it
+/// may be locked or of another layout.
+text::Result<NyxStatusData> read_status(const std::string& name);
 
 } // namespace nyx_utils

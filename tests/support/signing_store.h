@@ -2,8 +2,8 @@
 #pragma once
 
 #include "common/nyx_configurator.h"
+#include "platform/crypto/sealed_secret.h"
 #include "support/temp_folder.h"
-#include "utils/nyx_crypto.h"
 
 #include <gtest/gtest.h>
 
@@ -18,11 +18,10 @@ struct SigningStore {
     /// Further settings of the group General, and further groups.
     explicit SigningStore(const std::string& general = "", const std::string& groups = "")
     {
-        std::string failure;
-        EXPECT_TRUE(nyx::create_key_file(folder.file("key"), failure)) << failure;
+        EXPECT_TRUE(platform::create_key_file(folder.file("key")));
         program_invocation_name = program.data(); // the hosts file lies beside it
         const auto sealed =
-            nyx::seal_secret(*nyx::read_key_file(folder.file("key"), failure), "topsecret");
+            *platform::seal_secret(*platform::read_key_file(folder.file("key")), "topsecret");
         const auto text = "General:{hmac_key_file=\"" + folder.file("key") + "\";hmac_secret=\"" +
                           sealed + "\";datacenter_id=\"dc1\";hmac_timeout=30000;" + general + "};";
         conf.emplace(folder.write("vos.conf", text + groups).c_str(), false);

@@ -1,9 +1,9 @@
 #include "vosctl/check/file_probes.h"
 
 #include "config/keys.h"
+#include "platform/crypto/sealed_secret.h"
 #include "platform/file/text_file.h"
 #include "text/result.h"
-#include "utils/nyx_crypto.h"
 #include "vosctl/check/log_files.h"
 
 #include <sys/stat.h>
@@ -74,12 +74,11 @@ void probe_secret(const libconfig::Config& config, Findings& findings)
         path = config::default_hmac_key_file;
     if (path.empty() || (!named && !sealed))
         return;
-    std::string failure;
-    const auto key = nyx::read_key_file(path, failure);
+    const auto key = platform::read_key_file(path);
     if (!key)
         findings.push_back({Severity::error, key_file_key,
-                            failure + ": no report can be signed, and none is sent"});
-    else if (sealed && !nyx::open_secret(*key, secret))
+                            key.reason() + ": no report can be signed, and none is sent"});
+    else if (sealed && !platform::open_secret(*key, secret))
         findings.push_back(
             {Severity::error, secret_key,
              "is malformed or was not sealed under the key in " + path + ": no report is sent"});

@@ -2,6 +2,7 @@
 
 #include "common/nyx_configurator.h"
 #include "config/keys.h"
+#include "platform/crypto/sealed_secret.h"
 #include "platform/file/text_file.h"
 #include "utils/dual_nyx_helper.h"
 #include "utils/nyx_crypto.h"
@@ -81,14 +82,13 @@ std::string Bundle::version()
 /// The plain secret and the key, so that nothing else in the bundle gives them away.
 void Bundle::remember_plain_secret()
 {
-    std::string failure;
     std::string sealed;
-    const auto key = nyx::read_key_file(nyx::hmac_key_file(), failure);
+    const auto key = platform::read_key_file(nyx::hmac_key_file());
     if (!key)
         return;
-    m_redactor.remember({reinterpret_cast<const char*>(key->data()), nyx::SecretKey::size});
+    m_redactor.remember({reinterpret_cast<const char*>(key->data()), platform::SecretKey::size});
     m_config.lookupValue(config::key::hmac_secret, sealed);
-    if (auto secret = nyx::open_secret(*key, sealed))
+    if (auto secret = platform::open_secret(*key, sealed))
         m_redactor.remember(std::move(*secret));
 }
 

@@ -63,10 +63,10 @@ void print_json(const NyxStatusData& record, std::int64_t age, bool stale)
 int run(const CommandLine& line)
 {
     const auto options = parse_options(line.arguments);
-    std::string failure;
-    const auto found = nyx_utils::read_status(options.name, failure);
+    const auto found = nyx_utils::read_status(options.name);
     if (!found) {
-        std::cerr << "vosctl record: no status record " << options.name << ": " << failure << '\n';
+        std::cerr << "vosctl record: no status record " << options.name << ": " << found.reason()
+                  << '\n';
         return exit_failed;
     }
     const std::int64_t age = std::time(nullptr) - found->written_at;

@@ -1,6 +1,7 @@
 #include "vosctl/verbs/verbs.h"
 
 #include "common/nyx_configurator.h"
+#include "platform/crypto/sealed_secret.h"
 #include "utils/nyx_crypto.h"
 
 #include <sys/stat.h>
@@ -49,19 +50,18 @@ int run(const CommandLine& line)
     const auto secret = read_secret();
     if (secret.empty() || secret.size() > longest_secret)
         return fail("the secret on standard input is empty or longer than 64 KiB");
-    std::string failure;
     if (!exists(key_file)) {
-        if (!nyx::create_key_file(key_file, failure))
-            return fail(failure);
+        if (const auto made = platform::create_key_file(key_file); !made)
+            return fail(made.reason());
         std::cerr << "vosctl seal: made the key file " << key_file << '\n';
     }
-    const auto key = nyx::read_key_file(key_file, failure);
+    const auto key = platform::read_key_file(key_file);
     if (!key)
-        return fail(failure);
-    const auto sealed = nyx::seal_secret(*key, secret);
-    if (sealed.empty())
-        return fail("the system has no randomness to seal with");
-    std::cout << sealed << '\n' << std::flush;
+        return fail(key.reason());
+    const auto sealed = platform::seal_secret(*key, secret);
+    if (!sealed)
+        return fail(sealed.reason());
+    std::cout << *sealed << '\n' << std::flush;
     return std::cout ? exit_done : fail("standard output can not be written");
 }
 

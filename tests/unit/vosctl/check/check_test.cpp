@@ -1,6 +1,6 @@
+#include "platform/crypto/sealed_secret.h"
 #include "platform/file/text_file.h"
 #include "support/temp_folder.h"
-#include "utils/nyx_crypto.h"
 #include "vosctl/check/check_file.h"
 
 #include <gmock/gmock.h>
@@ -23,11 +23,10 @@ protected:
 
     Check()
     {
-        std::string failure;
-        nyx::create_key_file(m_folder.file("key"), failure);
-        const auto key = nyx::read_key_file(m_folder.file("key"), failure);
+        EXPECT_TRUE(platform::create_key_file(m_folder.file("key")));
+        const auto key = platform::read_key_file(m_folder.file("key"));
         m_good = fixture("good.conf");
-        m_good.replace(m_good.find("SEALED"), 6, nyx::seal_secret(*key, "s"));
+        m_good.replace(m_good.find("SEALED"), 6, *platform::seal_secret(*key, "s"));
         m_folder.write("log", fixture("good.properties"));
         m_folder.write("lost_log", fixture("lost_log.properties"));
         m_folder.write("short_key", "x");
