@@ -33,9 +33,9 @@ Reporter::Reporter(AConfigurator* configurator,
 bool Reporter::send_report_async(bool resend)
 {
     m_empty_report = false;
-    std::string obstacle;
+    text::Outcome started = text::done();
     try {
-        obstacle = start_sending(resend);
+        started = start_sending(resend);
     } catch (const std::exception& error) {
         logger().error("send_report_async: not sent: ", error.what());
         report_ended(error.what());
@@ -43,38 +43,36 @@ bool Reporter::send_report_async(bool resend)
     }
     if (m_empty_report)
         return true;
-    if (!obstacle.empty())
-        report_ended(obstacle);
+    if (!started)
+        report_ended(started.reason());
     else if (std::exchange(m_under_way, true))
         report_ended("the next one took its place before the server's name was resolved");
-    return obstacle.empty();
+    return static_cast<bool>(started);
 }
 
-/// Why nothing was started; empty when something was, or there was nothing to
-/// send.
-std::string Reporter::start_sending(bool resend)
+/// Done as well when there was nothing to send.
+text::Outcome Reporter::start_sending(bool resend)
 {
-    std::string url;
-    long timeout_sec = 0;
-    if (const char* missing = read_destination(url, timeout_sec))
-        return std::string("the configuration lacks ") + missing;
-    if (auto failure = resend ? "" : make_report(); !failure.empty())
-        return failure;
+    const auto destination = read_destination();
+    if (!destination)
+        return text::Failure{destination.reason()};
+    if (auto made = resend ? text::done() : make_report(); !made)
+        return made;
     if (m_body.empty()) {
         logger().debug("Not sending empty report");
         m_empty_report = true;
-        return {};
+        return text::done();
     }
     if (logger().is_debug_enabled())
         logger().getStream(LogLevel::debug).keep_lines() << "Report body: \n" << m_body;
     const auto query_args = get_query_args();
     const auto client_cert = get_client_cert_path();
     check_client_cert(client_cert);
-    if (m_client.init_post_request_async_resolver(url, m_report_path, client_cert, m_body,
-                                                  timeout_sec, query_args))
-        return {};
-    return is_running() ? "the one before is still under way"
-                        : std::string(m_url_key) + " is unusable";
+    if (m_client.init_post_request_async_resolver(destination->url, m_report_path, client_cert,
+                                                  m_body, destination->timeout_sec, query_args))
+        return text::done();
+    return text::Failure{is_running() ? "the one before is still under way"
+                                      : std::string(m_url_key) + " is unusable"};
 }
 
 bool Reporter::continue_send_report()
@@ -116,31 +114,32 @@ void Reporter::report_ended(std::string_view failure)
         m_on_end();
 }
 
-/// Both settings are read at every send, so that a reload counts at once. The
-/// key of one that is missing, or null.
-const char* Reporter::read_destination(std::string& url, long& timeout_sec) const
+/// Both settings are read at every send, so that a reload counts at once.
+text::Result<Reporter::Destination> Reporter::read_destination() const
 {
+    Destination destination;
     int timeout = 0;
     const char* missing = nullptr;
-    if (!m_configurator->config.lookupValue(m_url_key, url))
+    if (!m_configurator->config.lookupValue(m_url_key, destination.url))
         missing = m_url_key;
     else if (!m_configurator->config.lookupValue(m_timeout_key, timeout))
         missing = m_timeout_key;
-    if (missing != nullptr)
+    if (missing != nullptr) {
         logger().error("send_report_async: missing configuration value: ", missing);
-    timeout_sec = timeout;
-    return missing;
+        return text::Failure{std::string("the configuration lacks ") + missing};
+    }
+    destination.timeout_sec = timeout;
+    return destination;
 }
 
-/// Why there is no report; empty when there is one.
-std::string Reporter::make_report()
+text::Outcome Reporter::make_report()
 {
     try {
         m_body = create_report();
-        return {};
+        return text::done();
     } catch (const std::exception& error) {
         logger().error("send_report_async: no report this time: ", error.what());
-        return std::string("no report could be made: ") + error.what();
+        return text::Failure{std::string("no report could be made: ") + error.what()};
     }
 }
 

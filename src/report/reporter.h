@@ -6,6 +6,7 @@
 #include "config/keys.h"
 #include "net/zel_http_client.h"
 #include "platform/variant/variant.h"
+#include "text/result.h"
 
 #include <cstdint>
 #include <ctime>
@@ -73,9 +74,14 @@ public:
     static libvariant::Variant get_zel_metadata(AConfigurator& configurator);
 
 private:
-    std::string start_sending(bool resend);
-    const char* read_destination(std::string& url, long& timeout_sec) const;
-    std::string make_report();
+    struct Destination {
+        std::string url;
+        long timeout_sec{};
+    };
+
+    text::Outcome start_sending(bool resend);
+    text::Result<Destination> read_destination() const;
+    text::Outcome make_report();
     void settle();
     void report_ended(std::string_view failure);
     void check_client_cert(const std::string& path);
