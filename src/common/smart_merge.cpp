@@ -15,6 +15,8 @@
 #include <initializer_list>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 namespace nyx {
 
@@ -111,41 +113,60 @@ text::Outcome open_cfg_file(const std::string& path, libconfig::Config& config)
     return text::Failure{log_failure("Failed to open configuration file [" + path + "]", reason)};
 }
 
-bool TheConfigurator::smart_merge(const std::string& template_path, const std::string& current_path,
-                                  const std::string& output_path, MergeReport* report)
+namespace {
+
+using Remarks = std::vector<std::string>;
+
+/// Each failure has been logged.
+text::Outcome open_inputs(const std::string& template_path, libconfig::Config& from_template,
+                          const std::string& current_path, libconfig::Config& current)
 {
-    MergeReport own;
-    auto& said = report != nullptr ? *report : own;
+    auto opened = open_cfg_file(template_path, from_template);
+    return opened ? open_cfg_file(current_path, current) : opened;
+}
+
+/// An output that is there has to be a configuration; its content goes.
+text::Outcome check_output(const std::string& path)
+{
+    libconfig::Config replaced;
+    std::error_code unknown;
+    return std::filesystem::exists(path, unknown) ? open_cfg_file(path, replaced) : text::done();
+}
+
+text::Result<Remarks> merge_files(const std::string& template_path, const std::string& current_path,
+                                  const std::string& output_path)
+{
     libconfig::Config from_template;
     libconfig::Config current;
-    libconfig::Config replaced;
-    const auto opened = [&said](const std::string& path, libconfig::Config& config) {
-        const auto outcome = open_cfg_file(path, config);
-        if (!outcome)
-            said.failure = outcome.reason();
-        return static_cast<bool>(outcome);
-    };
-    if (!opened(template_path, from_template) || !opened(current_path, current))
-        return false;
-    // An output that is there has to be a configuration; its content goes.
-    std::error_code unknown;
-    if (std::filesystem::exists(output_path, unknown) && !opened(output_path, replaced))
-        return false;
+    if (const auto in = open_inputs(template_path, from_template, current_path, current); !in)
+        return text::Failure{in.reason()};
+    if (const auto out = check_output(output_path); !out)
+        return text::Failure{out.reason()};
     try {
         for (const auto& input : {template_path, current_path})
             if (would_overwrite(output_path, input))
                 throw std::runtime_error("it would replace [" + input + "]");
         libconfig::Config output;
-        said.remarks = merge_trees(from_template.getRoot(), current.getRoot(), output.getRoot());
+        auto remarks = merge_trees(from_template.getRoot(), current.getRoot(), output.getRoot());
         write_merged(output_path, output, mode_of(current_path));
+        return remarks;
     } catch (const std::exception& error) {
-        said.failure =
-            log_failure("Failed to write configuration file [" + output_path + "]", error.what());
-        return false;
+        return text::Failure{
+            log_failure("Failed to write configuration file [" + output_path + "]", error.what())};
     }
-    for (const auto& remark : said.remarks)
+}
+
+} // namespace
+
+bool TheConfigurator::smart_merge(const std::string& template_path, const std::string& current_path,
+                                  const std::string& output_path, MergeReport* report)
+{
+    const auto remarks = merge_files(template_path, current_path, output_path);
+    for (const auto& remark : remarks ? *remarks : Remarks{})
         logger().warning(remark);
-    return true;
+    if (report != nullptr)
+        *report = remarks ? MergeReport{{}, *remarks} : MergeReport{remarks.reason(), {}};
+    return static_cast<bool>(remarks);
 }
 
 } // namespace nyx
