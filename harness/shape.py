@@ -12,7 +12,8 @@ from pathlib import Path
 from cpp_functions import functions, without_literals
 from module_graph import TOP, Sources, cycles
 
-WRAPPERS = re.compile(r"common/(nyx_libevent|nyx_bufferevent|buffer_event)\.(h|cpp)$|event/")
+WRAPPERS = re.compile(
+    r"common/(nyx_libevent|nyx_bufferevent|buffer_event|libevent_messages)\.(h|cpp)$|event/")
 EVENT_HEADER = re.compile(r"#\s*include\s*<event2/")
 EVENT_NAMES = re.compile(
     r"""\bevutil_socket_t\b | \bB?EV_[A-Z_]+\b | \bEVLOOP_[A-Z_]+\b | \bstruct\ event\b
