@@ -47,7 +47,8 @@ std::string text_at(const Variant& tree, const char* key)
 {
     const auto found = tree.find(key);
     const bool is_text = found != tree.end() && found->is_string();
-    return is_text ? text::printable(found->get_ref<const std::string&>(), longest_status_text) : "";
+    return is_text ? text::printable(found->get_ref<const std::string&>(), longest_status_text)
+                   : "";
 }
 
 } // namespace
