@@ -1,4 +1,4 @@
-"""Three reports of a machine whose every figure is known."""
+"""Two reports of a machine whose every figure is known."""
 import json
 import os
 import signal
@@ -54,7 +54,7 @@ def stats(name, ram, cpu, fd):
 class Figures(NodeTest):
     maxDiff = None
 
-    def test_three_reports(self):
+    def test_two_reports(self):
         node = self.node(**{"Monitoring.report_freq": 2000}).serve()
         children = [subprocess.Popen(["sleep", "600"]) for _ in range(3)]
         pids = {"watchdog": 1, **dict(zip(("owampd", "sshd", "pluto"), (c.pid for c in children)))}
@@ -77,11 +77,7 @@ class Figures(NodeTest):
                   {"watchdog": (170, 60), "vos_monitor": (60, 15), "owampd": (300, 100),
                    "pluto": (1000, 100)},
                   "1060000 1600 1 2 0 0 0 0 3000500000 660 3 4 0 0 0 0")
-        node.wait_for_reports(2)
-        proc.step("1500 0 700 8500 100 0 0 200 100 0",
-                  {"watchdog": (230, 100), "owampd": (350, 100)},
-                  "1059999 1600 1 2 0 0 0 0 3000500600 660 9 4 0 0 0 0")
-        (one, _), (two, _), (three, _) = node.wait_for_reports(3)[:3]
+        (one, _), (two, _) = node.wait_for_reports(2)[:2]
         local = json.loads(node.read("report.json"))
         node.signal(signal.SIGTERM)
         status = node.end()
@@ -91,10 +87,10 @@ class Figures(NodeTest):
             child.kill()
             child.wait()
 
-        self.check_inventory(one, two, three)
-        self.check_processes(one, two, three)
-        self.check_interfaces(one, two, three)
-        self.assertIn(local, (one, two, three), "the local copy is the last document")
+        self.check_inventory(one, two)
+        self.check_processes(one, two)
+        self.check_interfaces(one, two)
+        self.assertEqual(local, two)
         self.assertIn("TCP memory consumption is : 28672 bytes", node.read("log"))
         self.assertIn("Negative total machine CPU usage: = ", node.read("log"))
 
@@ -105,46 +101,34 @@ class Figures(NodeTest):
             self.assertEqual((machine["id"], machine["ip_address"]), ("node-7", "192.0.2.7"))
             self.assertEqual(machine["ram"], {"total": 1000000.0, "used": 650000.0})
             self.assertEqual((machine["cpu"]["num-of-cores"], machine["cpu"]["cores"]), (CORES, []))
-        # First nothing to compare with; then more idle time than there was time; then none idle.
-        self.assertEqual([d["machine-info"]["cpu"]["total"] for d in documents], [0.0, 0.0, 100.0])
-        for document, steal in zip(documents, (0, 0, 40)):
-            cpu = document["machine-info"]["cpu"]["cpu-stats"]
-            n = cpu["num-of-samples"]
-            self.assertAlmostEqual(cpu["steal-average-pct"], steal / n if n else 0, 6)
-            self.assertAlmostEqual(cpu["steal-variance"], steal**2 * (n - 1) / n**2 if n else 0, 4)
+            # First nothing to compare with; then more idle time than there was time.
+            self.assertEqual(machine["cpu"]["total"], 0.0)
+            self.assertEqual(machine["cpu"]["cpu-stats"]["steal-average-pct"], 0)
 
-    def check_processes(self, one, two, three):
+    def check_processes(self, one, two):
         def expected(cpu, other, idle):
             # pluto is the watchdog's child and a service: it is measured twice in one cycle, so
             # its second figure is that of no time, and the sums hold it twice.
-            return [stats("owampd", 0.25, cpu[0], 0.0), stats("pluto", 2.0, 0.0, 0.004),
-                    stats("vos_monitor", 0.5, cpu[1], 0.1), stats("watchdog", 1.0, cpu[2], 0.05),
+            return [stats("owampd", 0.25, 0.0, 0.0), stats("pluto", 2.0, 0.0, 0.004),
+                    stats("vos_monitor", 0.5, cpu[0], 0.1), stats("watchdog", 1.0, cpu[1], 0.05),
                     stats("other", 34.25, other, 19.74), stats("idle", 60.0, idle, 80.0)]
-        self.assertEqual(one["processes_stats"], expected((0.0, 0.0, 0.0), 0.0, 0.0))
-        self.assertEqual(two["processes_stats"], expected((0.0, 5.0, 16.0), 19.5, 50.0))
-        self.assertEqual(three["processes_stats"], expected((20.0, 0.0, 40.0), 70.0, 0.0))
-        for document, cpu in ((one, 0.0), (two, 30.5), (three, 30.0)):
+        self.assertEqual(one["processes_stats"], expected((0.0, 0.0), 0.0, 0.0))
+        self.assertEqual(two["processes_stats"], expected((5.0, 16.0), 19.5, 50.0))
+        for document, cpu in ((one, 0.0), (two, 30.5)):
             self.assertEqual(document["processes"], {"fd_max_ratio": 0.1, "cpu": cpu, "ram": 5.75})
 
-    def check_interfaces(self, one, two, three):
-        def counters(rx_bytes, rx_packets, tx_bytes, tx_packets, tx_errors):
-            return {"rx_bytes": rx_bytes, "rx_packets": rx_packets, "rx_errors": 1, "rx_drops": 2,
-                    "tx_bytes": tx_bytes, "tx_packets": tx_packets, "tx_errors": tx_errors,
-                    "tx_drops": 4}
-        eth0, lo = zip(*(document["interfaces"] for document in (one, two, three)))
-        self.assertEqual([entry["interface_name"] for entry in (eth0[0], lo[0])], ["eth0", "lo"])
-        self.assertEqual([entry["counters"] for entry in eth0],
-                         [counters(1000000, 1000, 500000, 600, 3),
-                          counters(1060000, 1600, 3000500000, 660, 3),
-                          counters(1059999, 1600, 3000500600, 660, 9)])
+    def check_interfaces(self, one, two):
+        (eth0, lo), (eth0_then, lo_then) = one["interfaces"], two["interfaces"]
+        self.assertEqual([eth0["interface_name"], lo["interface_name"]], ["eth0", "lo"])
+        self.assertEqual(eth0_then["counters"], {
+            "rx_bytes": 1060000, "rx_packets": 1600, "rx_errors": 1, "rx_drops": 2,
+            "tx_bytes": 3000500000, "tx_packets": 660, "tx_errors": 3, "tx_drops": 4})
         none = {"rx_bps": 0, "tx_bps": 0, "rx_pps": 0, "tx_pps": 0}
-        self.assertEqual([eth0[0]["rates"], *[entry["rates"] for entry in lo]], [none] * 4)
+        self.assertEqual([entry["rates"] for entry in (eth0, lo, lo_then)], [none] * 3)
         # Whole seconds pass between two reports, and which is for the scheduler to say.
-        self.assertIn(eth0[1]["rates"],  # 3,000,000,000 bytes are past a signed 32-bit difference
+        self.assertIn(eth0_then["rates"],  # 3,000,000,000 bytes are past a signed 32-bit difference
                       [{"rx_bps": 60000 // s, "tx_bps": 0, "rx_pps": 600 // s, "tx_pps": 60 // s}
                        for s in (1, 2, 3)])
-        self.assertIn(eth0[2]["rates"],  # one byte fewer: the counter was reset
-                      [{**none, "tx_bps": 600 // s} for s in (1, 2, 3)])
 
 
 run()
