@@ -22,7 +22,7 @@ class Report(NodeTest):
                             "General.zel_report_url": "https://127.0.0.1:1"})
         shutil.copy(BIN + "/vosctl", node.path("vosctl"))
         os.chmod(node.folder, 0o755)
-        node.daemon = node.run_in_background("out", [BIN + "/vos_watchdog"])
+        self.supervise(node)
         daemons = json.loads(until(lambda: node.read("report.json"), "the daemon's report"))
         written = os.stat(node.path("report.json"))
         node.server = node.run_in_background("chatter", ["bash", "-c", CHATTER])
@@ -53,12 +53,11 @@ class Report(NodeTest):
             example = json.loads(re.search(r"^    {$.*?^    }$", page.read(), re.M | re.S)[0])
         for path, value, good in (
                 ("machine-info cpu", {}, True), ("processes_stats 1 ram", -0.1, True),
-                ("processes_stats 0 ram", -0.1, False), ("processes_stats 0 fd", -0.1, False),
-                ("processes_stats 0 process_name", "sshd", False), ("version", 0.2, False),
+                ("processes_stats 0 ram", -0.1, False), ("version", 0.2, False),
                 ("processes_stats 1 process_name", "idle", False), ("host", "node", False),
                 ("machine-info ram", {"total": 1}, False), ("processes cpu", None, False),
-                ("machine-info cpu total", 100.1, False), ("machine-info cpu cores", [1], False),
-                ("interfaces 0 rates rx_bps", -1, False), ("interfaces", {}, False),
+                ("machine-info cpu total", 100.1, False), ("interfaces", {}, False),
+                ("interfaces 0 rates rx_bps", -1, False),
                 ("interfaces 0 counters rx_bytes", 0.5, False),
                 ("timestamp", "2026-11-21 05:14:09", False)):
             document = place = copy.deepcopy(example)

@@ -1,5 +1,4 @@
 """vosctl status, bundle and top beside a real node."""
-import json
 import os
 import pty
 import shutil
@@ -13,19 +12,11 @@ from nodetest import BIN, SECRET, NodeTest, run, until
 class Vosctl(NodeTest):
     def setUp(self):
         self.n = self.node(**{"General.vos_password": "hunter22"}).serve()
-        os.mkdir(self.n.path("bin"))
-        for program in ("vos_watchdog", "vos_monitor"):
-            shutil.copy(f"{BIN}/{program}", self.n.path("bin"))
-        self.n.daemon = self.n.run_in_background("out", [self.n.path("bin/vos_watchdog")])
+        self.supervise(self.n)
         self.n.wait_for_reports(1)
-        self.env = dict(os.environ, VOS_IPC_DIR=self.n.folder, TERM="xterm")
-
-    def ctl(self, *words, cwd=None):
-        return subprocess.run([BIN + "/vosctl", *words], cwd=cwd or self.n.folder, env=self.env,
-                              capture_output=True, text=True)
 
     def fate(self):
-        return json.loads(self.ctl("status", "--json").stdout)["node"] or {}
+        return self.status(self.n)["node"] or {}
 
     def test_status_and_top_follow_the_reports(self):
         good = until(lambda: (lambda n: n.get("last_accepted") and n)(self.fate()), "an accepted report")
@@ -41,10 +32,10 @@ class Vosctl(NodeTest):
         bad = until(lambda: (lambda n: n["failures_in_a_row"] > 1 and n)(self.fate()), "two failures")
         self.assertEqual((bad["certificate_failure"], bad["certificate_days_left"]),
                          ("it holds no certificate", None))
-        people = self.ctl("status").stdout
+        people = self.vosctl(self.n, "status", status=None)
         for text in (" in a row: " + bad["last_failure"], "unreadable: it holds no certificate"):
             self.assertIn(text, people)
-        blocks = self.ctl("top", "-n", "2").stdout.split("\n\nnode-7")
+        blocks = self.vosctl(self.n, "top", "-n", "2").split("\n\nnode-7")
         self.assertEqual(len(blocks), 2)
         for text in ("vos_monitor ", "lo  ", "failed, ", "daemon   well"):
             self.assertIn(text, blocks[1])
@@ -54,7 +45,8 @@ class Vosctl(NodeTest):
         for end in (b"q", b"\x03", signal.SIGTERM):
             ours, theirs = pty.openpty()
             before = termios.tcgetattr(theirs)
-            top = subprocess.Popen([BIN + "/vosctl", "top"], cwd=self.n.folder, env=self.env,
+            env = dict(os.environ, VOS_IPC_DIR=self.n.folder, TERM="xterm")
+            top = subprocess.Popen([BIN + "/vosctl", "top"], cwd=self.n.folder, env=env,
                                    stdin=theirs, stdout=theirs, stderr=theirs)
             seen = b""
             while b"daemon" not in seen:
@@ -75,10 +67,10 @@ class Vosctl(NodeTest):
         with open(self.n.path("log"), "ab") as log:
             log.write(b"".join(b"line %d\n" % at for at in range(1500)))
             log.write(f"{SECRET} {sealed} hunter22 ".encode() + key + b" the end\n")
-        self.assertEqual(self.ctl("--config", self.n.path("vos.conf"), "bundle", self.n.path("case"),
-                                  cwd="/").returncode, 0)
-        self.assertEqual(os.stat(self.n.path("case")).st_mode & 0o777, 0o600)
-        with open(self.n.path("case"), "rb") as file:
+        bundle = self.n.path("case")
+        self.vosctl(self.n, "--config", self.n.path("vos.conf"), "bundle", bundle, cwd="/")
+        self.assertEqual(os.stat(bundle).st_mode & 0o777, 0o600)
+        with open(bundle, "rb") as file:
             case = file.read()
         for secret in (SECRET.encode(), sealed.encode(), b"hunter22", key):
             self.assertNotIn(secret, case)
@@ -86,20 +78,18 @@ class Vosctl(NodeTest):
                      "vosctl 3."):
             self.assertIn(text.encode(), case)
         self.assertNotIn(b"line 400\n", case)
-        again = self.ctl("bundle", "case")
-        self.assertEqual((again.returncode, again.stdout), (1, ""))
-        self.assertIn("File exists", again.stderr)
-        with open(self.n.path("case"), "rb") as file:
+        self.assertIn("File exists", self.vosctl(self.n, "bundle", "case", status=1))
+        with open(bundle, "rb") as file:
             self.assertEqual(file.read(), case)
 
     def test_merge_writes_the_settings_of_both_files(self):
-        template, current, merged = (os.path.dirname(__file__) + f"/../fixtures/merge/groups/{name}.conf"
+        folder = os.path.abspath(os.path.dirname(__file__) + "/../fixtures/merge/groups") + "/"
+        template, current, merged = (folder + f"{name}.conf"
                                      for name in ("template", "current", "expected"))
-        for files, status in (((template, current), 2), ((template, current, "--new"), 2),
-                              (("none", current, "new"), 1), ((template, current, "new"), 0),
-                              ((template, merged, "same"), 0)):
-            self.assertEqual(self.ctl("merge", *map(os.path.abspath, files[:2]), *files[2:]).returncode,
-                             status, files)
+        for status, *words in ((2, template, current), (2, template, current, "--new"),
+                               (1, "none", current, "new"), (0, template, current, "new"),
+                               (0, template, merged, "same")):
+            self.vosctl(self.n, "merge", *words, status=status)
         self.assertEqual(self.n.read("new"), self.n.read("same"))
 
 
