@@ -1,4 +1,4 @@
-// A folder that lives as long as the test.
+// A folder that lives as long as the test; what the process holds open.
 #pragma once
 
 #include <cstdlib>
@@ -6,6 +6,12 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+
+inline std::ptrdiff_t open_descriptors()
+{
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+}
 
 class TempFolder {
 public:
