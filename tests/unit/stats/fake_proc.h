@@ -1,13 +1,8 @@
 // A /proc of a test's own making, and real processes to look for.
 #pragma once
 
+#include "support/sleepers.h"
 #include "support/temp_folder.h"
-
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <vector>
 
@@ -28,43 +23,19 @@ struct FakeProc : TempFolder {
 
 /// Processes that sleep until this goes: the first a child of the test, each
 /// other one a child of the one before.
-class SleepingFamily {
-public:
-    explicit SleepingFamily(const std::vector<std::string>& names)
-    {
-        ::prctl(PR_SET_CHILD_SUBREAPER, 1); // orphans come to us, and do not stay
-        for (const auto& name : names)
-            std::filesystem::copy_file("/bin/sleep", m_programs.file(name));
-        int ready[2];
-        if (::pipe2(ready, O_CLOEXEC) != 0)
-            return;
-        m_pid = ::fork();
-        if (m_pid == 0 && ::setpgid(0, 0) == 0)
-            become(names, 0);
-        ::close(ready[1]);
-        char none;
-        [[maybe_unused]] const auto end = ::read(ready[0], &none, 1); // all are sleep now
-        ::close(ready[0]);
-    }
+struct SleepingFamily {
+    explicit SleepingFamily(const std::vector<std::string>& names) : m_pid(spawn(names, 0)) {}
     SleepingFamily(const SleepingFamily&) = delete;
-    ~SleepingFamily()
-    {
-        if (m_pid > 0)
-            ::kill(-m_pid, SIGKILL);
-        while (m_pid > 0 && ::waitpid(-m_pid, nullptr, 0) > 0) {
-        }
-    }
+    ~SleepingFamily() { end(m_pid); }
     int pid() const { return m_pid; }
 
 private:
-    [[noreturn]] void become(const std::vector<std::string>& names, std::size_t at) const
+    static pid_t spawn(const std::vector<std::string>& names, std::size_t at)
     {
-        if (at + 1 < names.size() && ::fork() == 0)
-            become(names, at + 1);
-        ::execl(m_programs.file(names[at]).c_str(), names[at].c_str(), "60", nullptr);
-        ::_exit(1);
+        return ::spawn(names[at].c_str(), [&] {
+            if (at + 1 < names.size())
+                spawn(names, at + 1);
+        });
     }
-
-    TempFolder m_programs;
-    pid_t m_pid{-1};
+    const pid_t m_pid;
 };
