@@ -103,44 +103,40 @@ TEST_F(EventLoop, destroyed_events_leave_nothing_in_the_debug_table)
 struct Echo {
     NYXEventBase& base;
     std::unique_ptr<NYXBufferEvent> client{}, server{};
-    std::string answer{};
-
-    static std::string take(NYXBufferEvent& end)
-    {
-        char text[16];
-        return {text, static_cast<std::size_t>(end.read(text, sizeof text))};
-    }
-    static void accept(int fd, sockaddr*, void* arg)
-    {
-        auto& self = *static_cast<Echo*>(arg);
-        const auto serve = [](void* echo) {
-            auto& server = *static_cast<Echo*>(echo)->server;
-            server.write(take(server).data(), 4);
-        };
-        self.server = self.base.alloc_buffer_event(fd, serve, nullptr, nullptr, arg);
-        self.server->enable(EV_READ);
-    }
-    static void answered(void* arg)
-    {
-        static_cast<Echo*>(arg)->answer = take(*static_cast<Echo*>(arg)->client);
-        NYXEventBase::loop_break();
-    }
+    char answer[4]{};
 };
 
 TEST_F(EventLoop, buffered_connection_carries_data_both_ways)
 {
     constexpr unsigned short port = 45871;
     Echo echo{m_base};
-    const auto listener = m_base.alloc_conn_listener(
-        port, LEV_OPT_CLOSE_ON_FREE | LEV_OPT_REUSEABLE, Echo::accept, &echo);
-    EXPECT_THROW(m_base.alloc_conn_listener(port, 0, Echo::accept, &echo), std::runtime_error);
-    auto& client =
-        *(echo.client = m_base.alloc_buffer_event(-1, Echo::answered, nullptr, nullptr, &echo));
+    const auto accept = [](int fd, sockaddr*, void* arg) {
+        const auto say_back = [](void* self) {
+            char text[4]{};
+            static_cast<Echo*>(self)->server->read(text, sizeof text);
+            static_cast<Echo*>(self)->server->write(text, sizeof text);
+        };
+        auto& server = static_cast<Echo*>(arg)->server;
+        server =
+            static_cast<Echo*>(arg)->base.alloc_buffer_event(fd, say_back, nullptr, nullptr, arg);
+        server->enable(EV_READ);
+    };
+    const auto answered = [](void* self) {
+        auto& [base, client, server, answer] = *static_cast<Echo*>(self);
+        client->read(answer, sizeof answer);
+        NYXEventBase::loop_break();
+    };
+    const auto listener =
+        m_base.alloc_conn_listener(port, LEV_OPT_CLOSE_ON_FREE | LEV_OPT_REUSEABLE, accept, &echo);
+    EXPECT_THROW(m_base.alloc_conn_listener(port, 0, accept, &echo), std::runtime_error);
+    echo.client = m_base.alloc_buffer_event(-1, answered, nullptr, nullptr, &echo);
     const timeval limit{5, 0};
-    EXPECT_TRUE(client.set_timeouts(&limit, &limit) && client.enable(EV_READ | EV_WRITE));
-    EXPECT_TRUE(client.socket_connect(htonl(INADDR_LOOPBACK), port, -1) && client.write("ping", 4));
+    EXPECT_TRUE(echo.client->set_timeouts(&limit, &limit));
+    EXPECT_TRUE(echo.client->enable(EV_READ | EV_WRITE));
+    EXPECT_TRUE(echo.client->socket_connect(htonl(INADDR_LOOPBACK), port, -1));
+    EXPECT_TRUE(echo.client->write("ping", 4));
     m_base.dispatch();
-    EXPECT_EQ(echo.answer, "ping");
+    EXPECT_EQ(std::string(echo.answer, 4), "ping");
 }
 
 } // namespace
