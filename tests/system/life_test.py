@@ -40,11 +40,15 @@ class Start(NodeTest):
                     self.assertIn("FATAL VOSMonitor: " + text, log)
                 self.assertEqual("has successfully started" in log, key != "General.vos_id")
 
-    def test_start_without_standard_descriptors(self):
+    def test_without_standard_descriptors_memory_is_dumped_and_children_are_reaped(self):
         node = self.node().serve().start(shell="<&- >&- 2>&-")
         node.wait_for_reports(1)
         held = [os.readlink(f"/proc/{node.daemon.pid}/fd/{fd}") for fd in range(3)]
         self.assertEqual(held, ["/dev/null"] * 3)
+        node.signal(signal.SIGUSR2)
+        node.wait_for_log("memory profile: heap in use")
+        node.signal(signal.SIGCHLD)
+        node.wait_for_reports(len(node.reports()) + 1)
 
 
 class Signals(NodeTest):
@@ -64,13 +68,6 @@ class Signals(NodeTest):
                      "Reports frequency is 0, not collecting reports."):
             self.assertIn(text, log)
         self.assertNotIn("Starting to collect", log)
-
-    def test_memory_dump_and_reaping_go_on_running(self):
-        node = self.node().serve().start()
-        node.signal(signal.SIGUSR2)
-        node.wait_for_log("memory profile: heap in use")
-        node.signal(signal.SIGCHLD)
-        node.wait_for_reports(2)
 
 
 class Reload(NodeTest):
