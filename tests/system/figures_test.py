@@ -13,6 +13,10 @@ class FakeProc:
 
     def __init__(self, node, pids):
         self.node, self.pids = node, pids
+        self.write("meminfo", "MemTotal: 1000000 kB\nMemFree: 200000 kB\nMemAvailable: 600000 kB\n"
+                              "Buffers: 50000 kB\nCached: 100000 kB\nSwapCached: 7 kB\n")
+        self.write("sys/fs/file-nr", "2000\t0\t10000\n")
+        self.write("net/sockstat", "sockets: used 9\nTCP: inuse 3 orphan 0 tw 0 alloc 5 mem 7\n")
 
     def write(self, name, text):
         os.makedirs(os.path.dirname(self.node.path("proc/" + name)), exist_ok=True)
@@ -40,12 +44,6 @@ class FakeProc:
         self.write("net/dev", "Inter-| Receive | Transmit\n face |bytes packets ...\n"
                               f"  eth0: {eth0}\n    lo: 7 1 0 0 0 0 0 0 7 1 0 0 0 0 0 0\n")
 
-    def constant_files(self):
-        self.write("meminfo", "MemTotal: 1000000 kB\nMemFree: 200000 kB\nMemAvailable: 600000 kB\n"
-                              "Buffers: 50000 kB\nCached: 100000 kB\nSwapCached: 7 kB\n")
-        self.write("sys/fs/file-nr", "2000\t0\t10000\n")
-        self.write("net/sockstat", "sockets: used 9\nTCP: inuse 3 orphan 0 tw 0 alloc 5 mem 7\n")
-
 
 def stats(name, ram, cpu, fd):
     return {"process_name": name, "ram": ram, "cpu": cpu, "fd": fd}
@@ -59,11 +57,9 @@ class Figures(NodeTest):
         children = [subprocess.Popen(["sleep", "600"]) for _ in range(3)]
         pids = {"watchdog": 1, **dict(zip(("owampd", "sshd", "pluto"), (c.pid for c in children)))}
         proc = FakeProc(node, pids)
-        proc.constant_files()
-        first = ("1000 0 500 8000 100 0 0 0 0 0",
-                 {"watchdog": (100, 50), "owampd": (300, 100), "sshd": (5, 5), "pluto": (900, 100)},
-                 "1000000 1000 1 2 0 0 0 0 500000 600 3 4 0 0 0 0")
-        proc.step(*first)
+        proc.step("1000 0 500 8000 100 0 0 0 0 0", {"watchdog": (100, 50), "owampd": (300, 100),
+                                                    "sshd": (5, 5), "pluto": (900, 100)},
+                  "1000000 1000 1 2 0 0 0 0 500000 600 3 4 0 0 0 0")
         # The daemon's own entry: its pid is only known once it runs, so the shell that becomes
         # the daemon waits for it.
         os.mkfifo(node.path("go"))
