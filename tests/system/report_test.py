@@ -56,10 +56,8 @@ class Report(NodeTest):
                 ("processes_stats 0 ram", -0.1, False), ("version", 0.2, False),
                 ("processes_stats 1 process_name", "idle", False), ("host", "node", False),
                 ("machine-info ram", {"total": 1}, False), ("processes cpu", None, False),
-                ("machine-info cpu total", 100.1, False), ("interfaces", {}, False),
-                ("interfaces 0 rates rx_bps", -1, False),
-                ("interfaces 0 counters rx_bytes", 0.5, False),
-                ("timestamp", "2026-11-21 05:14:09", False)):
+                ("interfaces", {}, False), ("interfaces 0 rates rx_bps", -1, False),
+                ("machine-info cpu total", 100.1, False), ("timestamp", "2026-11-21", False)):
             document = place = copy.deepcopy(example)
             *above, last = (int(key) if key.isdigit() else key for key in path.split())
             for key in above:
