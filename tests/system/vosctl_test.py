@@ -86,9 +86,8 @@ class Vosctl(NodeTest):
         folder = os.path.abspath(os.path.dirname(__file__) + "/../fixtures/merge/groups") + "/"
         template, current, merged = (folder + f"{name}.conf"
                                      for name in ("template", "current", "expected"))
-        for status, *words in ((2, template, current), (2, template, current, "--new"),
-                               (1, "none", current, "new"), (0, template, current, "new"),
-                               (0, template, merged, "same")):
+        for status, *words in ((2, template, current, "--new"), (1, "none", current, "new"),
+                               (0, template, current, "new"), (0, template, merged, "same")):
             self.vosctl(self.n, "merge", *words, status=status)
         self.assertEqual(self.n.read("new"), self.n.read("same"))
 
