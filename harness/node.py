@@ -3,6 +3,8 @@
 isolate() moves a program into new network, mount and pid namespaces: no packet leaves, /opt/vos
 and the resolver's files are its own, and the kernel ends whatever it leaves behind.
 """
+import contextlib
+import itertools
 import json
 import os
 import shutil
@@ -220,6 +222,18 @@ class Peer:
     def heartbeat(self, seconds=5):
         self.beats.settimeout(seconds)
         return self.beats.recv(4096)
+
+    def heartbeat_gaps(self, goes_on):
+        """The seconds between the heartbeats that come while goes_on()."""
+        self.beats.setblocking(False)
+        with contextlib.suppress(BlockingIOError):
+            while self.beats.recv(4096):  # those from before
+                pass
+        beats = []
+        while goes_on():
+            self.heartbeat()
+            beats.append(time.monotonic())
+        return [after - before for before, after in itertools.pairwise(beats)]
 
     def close(self):
         for end in (self.beats, self.listener, self.link):

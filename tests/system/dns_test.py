@@ -2,7 +2,7 @@
 import re
 import subprocess
 import time
-from nodetest import NodeTest, heartbeat_gaps, run, set_name_servers, until
+from nodetest import NodeTest, run, set_name_servers, until
 from name_server import NameServer
 
 NAME = "zel.dns"
@@ -53,7 +53,7 @@ class Names(NodeTest):
         peer = self.linked(node)
         until(lambda: silent[0].asked, "the first query")
         end = time.monotonic() + 40
-        gaps = heartbeat_gaps(peer, lambda: time.monotonic() < end)
+        gaps = peer.heartbeat_gaps(lambda: time.monotonic() < end)
         self.assertTrue(0.9 < min(gaps) and max(gaps) < 1.1, gaps)
         self.assertTrue(all(server.asked for server in silent))
         set_name_servers("127.0.0.22")

@@ -1,11 +1,8 @@
 """What every system test begins and ends with."""
-import contextlib
-import itertools
 import json
 import os
 import subprocess
 import sys
-import time
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../harness"))
@@ -23,19 +20,6 @@ def run():
         print("skipped:", obstacle)
         sys.exit(SKIPPED)
     unittest.main()
-
-
-def heartbeat_gaps(peer, goes_on):
-    """The seconds between the heartbeats that come while goes_on()."""
-    peer.beats.setblocking(False)
-    with contextlib.suppress(BlockingIOError):
-        while peer.beats.recv(4096):  # those from before
-            pass
-    beats = []
-    while goes_on():
-        peer.heartbeat()
-        beats.append(time.monotonic())
-    return [after - before for before, after in itertools.pairwise(beats)]
 
 
 class NodeTest(unittest.TestCase):
