@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <functional>
+#include <string>
+#include <vector>
 
 /// A process that sleeps as `name` when it has done `work`, while its parent lives.
 inline pid_t spawn(
@@ -30,6 +32,15 @@ inline pid_t spawn(
     ::close(ready[0]);
     ::close(ready[1]);
     return pid;
+}
+
+/// The first a child of the test, each other one a child of the one before.
+inline pid_t spawn_family(const std::vector<std::string>& names, std::size_t at = 0)
+{
+    return spawn(names[at].c_str(), [&] {
+        if (at + 1 < names.size())
+            spawn_family(names, at + 1);
+    });
 }
 
 /// Ends it and all below it, which become our children one after another.

@@ -1,10 +1,7 @@
-// A /proc of a test's own making, and real processes to look for.
+// A /proc of a test's own making.
 #pragma once
 
-#include "support/sleepers.h"
 #include "support/temp_folder.h"
-
-#include <vector>
 
 inline const std::string captured_proc = VOS_FIXTURES "/proc/two_cores";
 
@@ -19,23 +16,4 @@ struct FakeProc : TempFolder {
         for (int fd = 0; fd < fds; ++fd)
             write(folder + "fd/" + std::to_string(fd), "");
     }
-};
-
-/// Processes that sleep until this goes: the first a child of the test, each
-/// other one a child of the one before.
-struct SleepingFamily {
-    explicit SleepingFamily(const std::vector<std::string>& names) : m_pid(spawn(names, 0)) {}
-    SleepingFamily(const SleepingFamily&) = delete;
-    ~SleepingFamily() { end(m_pid); }
-    int pid() const { return m_pid; }
-
-private:
-    static pid_t spawn(const std::vector<std::string>& names, std::size_t at)
-    {
-        return ::spawn(names[at].c_str(), [&] {
-            if (at + 1 < names.size())
-                spawn(names, at + 1);
-        });
-    }
-    const pid_t m_pid;
 };

@@ -4,17 +4,15 @@
 #include "stats/proc_fd_stats.h"
 #include "stats/proc_mem_stats.h"
 #include "support/captured_log.h"
+#include "support/sleepers.h"
 
 #include <gmock/gmock.h>
-
-#include <memory>
 
 namespace {
 
 using testing::_;
 using testing::ElementsAre;
 using testing::Pair;
-using Names = std::vector<std::string>;
 using Found = std::vector<std::pair<int, std::string>>;
 
 libvariant::Variant entry(const char* name, double ram, double cpu, double fd)
@@ -138,14 +136,14 @@ struct Cycle : testing::Test {
 
 TEST_F(Cycle, measures_a_real_tree_over_its_changes)
 {
-    auto first = std::make_unique<SleepingFamily>(Names{"iperf3", "stranger"});
+    const pid_t first = spawn_family({"iperf3", "stranger"});
     ProcessesManager manager(proc.path());
     const auto report_of_cycle = [&] {
         manager.calculate_processes_performance({"watchdog", "iperf3"}, ::getpid());
         return manager.generate_procs_report();
     };
     proc.process(::getpid(), 60, 40, 250, 3, "100");
-    proc.process(first->pid(), 30, 20, 100, 8, "100");
+    proc.process(first, 30, 20, 100, 8, "100");
     EXPECT_THAT(report_of_cycle(),
                 ElementsAre(entry("iperf3", 10, 10, 0.1), entry("watchdog", 25, 20, 0.05),
                             entry("other", 25, 25, 18.5), entry("idle", 40, 60, 80)));
@@ -153,22 +151,22 @@ TEST_F(Cycle, measures_a_real_tree_over_its_changes)
     EXPECT_TRUE(log.contains("): RAM: 25.00%, CPU: 20.00%, FD ratio: 0.05\n"));
     EXPECT_TRUE(log.contains("total velmarin: RAM: 35.00%, CPU: 15.00%, FD: 1.50%\n"));
 
-    const auto gone = "iperf3 (" + std::to_string(first->pid()) + ") is not running, removing";
-    first.reset();
-    const SleepingFamily second({"iperf3"});
+    const auto gone = "iperf3 (" + std::to_string(first) + ") is not running, removing";
+    end(first);
+    const pid_t second = spawn_family({"iperf3"});
     machine("cpu  500 0 300 1700 0 0 0 0 0 0");
     proc.process(::getpid(), 80, 70, 250, 3, "100");
-    proc.process(second.pid(), 5, 5, 50, 0, "unlimited");
+    proc.process(second, 5, 5, 50, 0, "unlimited");
     EXPECT_THAT(report_of_cycle(),
                 ElementsAre(entry("iperf3", 5, 4, 0), entry("watchdog", 25, 20, 0.05), _, _));
     EXPECT_EQ(ProcCpuStats::system_stat().velmarin, 60ULL - 50ULL) << "who leaves takes all along";
     EXPECT_TRUE(log.contains(gone));
+    end(second);
 }
 
 TEST_F(Cycle, ended_unreadable_and_changed_processes_have_zeros)
 {
-    auto family = std::make_unique<SleepingFamily>(Names{"iperf3"});
-    const int pid = family->pid();
+    const pid_t pid = spawn_family({"iperf3"});
     proc.process(pid, 30, 20, 100, 8, "100");
     proc.process(::getpid(), 60, 40, 250, 3, "100");
     ProcCpuStats::read_total_cpu_stats(proc.path());
@@ -177,7 +175,7 @@ TEST_F(Cycle, ended_unreadable_and_changed_processes_have_zeros)
     const auto read_again = [&] { return process.read_stats(pid), process.generate_proc_report(); };
     EXPECT_EQ(read_again(), entry("vos", 0, 0, 0)) << "changed";
     EXPECT_EQ(read_again(), entry("vos", 10, 10, 0.1)) << "from zero ticks";
-    family.reset();
+    end(pid);
     EXPECT_EQ(read_again(), entry("vos", 0, 0, 0)) << "ended";
     EXPECT_TRUE(log.contains(std::to_string(pid) + ") is not running, not collecting stats\n"));
     const Process unreadable("vos", ::getpid(), proc.file("none"));
@@ -187,17 +185,17 @@ TEST_F(Cycle, ended_unreadable_and_changed_processes_have_zeros)
 TEST(Discovery, finds_the_tree_depth_first_and_services_by_name)
 {
     const auto name = "vosq" + std::to_string(::getpid());
-    const SleepingFamily family({name, name + "b", "vosthird"});
+    const pid_t family = spawn_family({name, name + "b", "vosthird"});
     Found found;
-    EXPECT_TRUE(Process::get_running_processes(family.pid(), "any", found));
-    EXPECT_THAT(found,
-                ElementsAre(Pair(family.pid(), "any"), Pair(_, name + "b"), Pair(_, "vosthird")));
+    EXPECT_TRUE(Process::get_running_processes(family, "any", found));
+    EXPECT_THAT(found, ElementsAre(Pair(family, "any"), Pair(_, name + "b"), Pair(_, "vosthird")));
     EXPECT_TRUE(Process::get_running_processes(found.at(2).first, "leaf", found));
-    EXPECT_FALSE(Process::get_running_processes(family.pid(), "  ", found));
+    EXPECT_FALSE(Process::get_running_processes(family, "  ", found));
     EXPECT_EQ(found.size(), 4U) << "the leaf alone was added";
     Found services;
     Process::get_running_services({"vos-no-such", name}, services);
-    EXPECT_THAT(services, ElementsAre(Pair(family.pid(), name), Pair(found.at(1).first, name)));
+    EXPECT_THAT(services, ElementsAre(Pair(family, name), Pair(found.at(1).first, name)));
+    end(family);
 }
 
 } // namespace
