@@ -54,6 +54,6 @@ LIES = (lambda query: answer(query, NOBODY),                               # ano
         lambda query: answer(query, NOBODY)[:-random.randrange(1, 30)],    # cut short
         lambda query: query[:2] + os.urandom(random.randrange(500)),       # noise
         lambda query: query[:2] + b"\x81\x83\0\1\0\0\0\0\0\0" + query[12:],  # no such name
-        lambda query: answer(query, NOBODY, flags=b"\x83\x80"),                  # truncated
+        lambda query: answer(query, NOBODY, flags=b"\x83\x80"),            # truncated
         lambda query: answer(query, "0.0.0.0"),
         lambda query: query[:2] + b"\x81\x80\0\1\xff\xff\0\0\0\0" + query[12:] + b"\xc0\x0c" * 200)

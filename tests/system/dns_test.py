@@ -1,7 +1,9 @@
 """Reports to a server that is known by name only, and what its name servers do to them."""
 import re
+import shutil
 import subprocess
 import time
+import unittest
 from nodetest import NodeTest, run, set_name_servers, until
 from name_server import NameServer
 
@@ -61,6 +63,18 @@ class Names(NodeTest):
             subprocess.run(["ip", "address", "del", address + "/32", "dev", "lo"], check=True)
         node.wait_for_reports(1, 45)
         self.assertIn("update_ns: the name servers have changed", node.read("log"))
+
+    @unittest.skipUnless(shutil.which("dnsmasq"), "dnsmasq is not installed")
+    def test_alias_from_a_real_server(self):
+        node = self.named("127.0.0.31")
+        server = node.run_in_background("dnsmasq.log", [
+            "dnsmasq", "--no-daemon", "--conf-file=/dev/null", "--no-resolv", "--no-hosts",
+            "--user=root", "--pid-file=", "--bind-interfaces", "--listen-address=127.0.0.31",
+            "--host-record=real.dns,127.0.0.1,60", f"--cname={NAME},real.dns,60"])
+        self.addCleanup(lambda: (server.kill(), server.wait()))
+        node.start()
+        node.wait_for_reports(2)
+        node.wait_for_log(f"CNAME resolution acquired [ real.dns ] for hostname: {NAME}")
 
 
 run()
