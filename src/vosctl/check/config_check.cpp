@@ -1,5 +1,6 @@
 #include "vosctl/check/config_check.h"
 
+#include "config/keys.h"
 #include "config/setting_copy.h"
 #include "config/source_text.h"
 #include "platform/variant/variant.h"

@@ -55,7 +55,7 @@ text::Outcome may_read(const std::string& path)
     struct stat found {};
     if (::stat(path.c_str(), &found) != 0)
         return text::Failure{std::strerror(errno)};
-    const auto readable = may_access(path, R_OK);
+    auto readable = may_access(path, R_OK);
     if (readable && !S_ISREG(found.st_mode))
         return text::Failure{"not a regular file"};
     return readable;

@@ -22,15 +22,14 @@ using std::chrono::seconds;
 seconds parse_interval(const std::vector<std::string>& arguments)
 {
     constexpr unsigned longest = 3600;
-    const UsageError wrong{.limits = "1 to " + std::to_string(longest) + " (1)"};
     if (arguments.empty())
         return seconds{1};
-    if (arguments.size() != 2 || arguments[0] != "--interval")
-        throw wrong;
-    const auto count = text::to_number<unsigned>(arguments[1]);
-    if (!count || *count == 0 || *count > longest)
-        throw wrong;
-    return seconds{*count};
+    if (arguments.size() == 2 && arguments[0] == "--interval") {
+        const auto count = text::to_number<unsigned>(arguments[1]);
+        if (count && *count != 0 && *count <= longest)
+            return seconds{*count};
+    }
+    throw UsageError{.limits = "1 to " + std::to_string(longest) + " (1)"};
 }
 
 /// Under which process the monitored ones are: the supervisor, or what a

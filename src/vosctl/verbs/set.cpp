@@ -1,6 +1,7 @@
 #include "vosctl/verbs/verbs.h"
 
 #include "common/nyx_configurator.h"
+#include "config/keys.h"
 #include "config/setting_literal.h"
 #include "config/source_text.h"
 #include "vosctl/check/config_check.h"
