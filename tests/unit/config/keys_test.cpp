@@ -108,19 +108,6 @@ TEST(Keys, the_example_sets_or_mentions_each)
     }
 }
 
-TEST(Keys, a_misspelt_one_is_near_to_a_known_one)
-{
-    const std::pair<std::string, const char*> cases[] = {
-        {"General.vos_if", key::vos_id},
-        {"General.polling_rate", key::polling_rate_ms},
-        {"General.polling_rte", nullptr},
-        {"Genral.kill_delay_ms", key::kill_delay_ms},
-        {std::string(94, 'x') + ".vos_id", nullptr},
-    };
-    for (const auto& [path, want] : cases)
-        EXPECT_STREQ(nearest_known_path(path), want) << path;
-}
-
 TEST(Keys, the_hint_is_the_nearest_path_within_three_letters)
 {
     const std::pair<std::string, const char*> cases[] = {
