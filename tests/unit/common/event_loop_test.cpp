@@ -149,10 +149,8 @@ TEST(EventLoopDeathTest, another_thread_is_told_that_the_loop_is_not_its_own)
     const auto misuse = [] {
         NYXEventBase base;
         base.init();
-        const auto charge = [](int, short, void* timer) {
-            std::thread([timer] { static_cast<NYXEventLibEventTimer*>(timer)->charge(1); }).join();
-        };
-        NYXEventLibEventTimer timer(charge, &timer, -1);
+        NYXEventLibEventTimer timer(
+            [](int, short, void*) { std::thread(&NYXEventBase::loop_break).join(); }, nullptr, -1);
         timer.charge(0);
         base.dispatch();
     };

@@ -82,12 +82,9 @@ TEST(Procfs, takes_hard_limit_and_saturates_file_numbers)
 
 TEST(Procfs, counts_cores_and_columns)
 {
-    struct {
-        std::string text;
-        int cores, columns; ///< columns -1: no aggregate line
-        std::uint64_t sum;
-        std::optional<std::uint64_t> idle;
-    } const cases[] = {
+    using Idle = std::optional<std::uint64_t>;
+    // Columns -1: no aggregate line.
+    const std::tuple<std::string, int, int, std::uint64_t, Idle> cases[] = {
         {captured("stat"), 2, 10, 508158, 488164},
         {"cpu0 1 2 3 4 5\ncpu  1 2 3 4 5 6 7 8 9 10\n", 1, 10, 55, none},
         {"cpu  1 2 3 4 5x 6\ncpu0 1\ncpu1 1", 2, 4, 10, 4},
@@ -95,14 +92,13 @@ TEST(Procfs, counts_cores_and_columns)
         {"intr 5\ncpu 1 2 3 4", 0, 4, 10, none},
         {"", 0, -1, 0, none},
     };
-    for (const auto& want : cases) {
-        SCOPED_TRACE(want.text);
-        const auto machine = parse_cpu_times(want.text);
+    for (const auto& [text, cores, columns, sum, idle] : cases) {
+        const auto machine = parse_cpu_times(text);
         const auto times = machine.aggregate.value_or(CpuTimes{});
-        EXPECT_EQ(machine.cores, want.cores);
-        EXPECT_EQ(machine.aggregate ? static_cast<int>(times.columns) : -1, want.columns);
-        EXPECT_EQ(times.sum(cpu_columns.size()), want.sum);
-        EXPECT_EQ(parse_idle_ticks(want.text), want.idle);
+        EXPECT_EQ(machine.cores, cores) << text;
+        EXPECT_EQ(machine.aggregate ? static_cast<int>(times.columns) : -1, columns) << text;
+        EXPECT_EQ(times.sum(cpu_columns.size()), sum) << text;
+        EXPECT_EQ(parse_idle_ticks(text), idle) << text;
     }
 }
 

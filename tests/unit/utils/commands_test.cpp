@@ -13,7 +13,6 @@ TEST(Commands, the_configuration_switches_them_and_a_reload_counts)
 {
     const TempFolder folder;
     const auto own = "/usr/bin/pgrep -P " + std::to_string(::getpid()) + " -l";
-    // The program alone sees its shell.
     const auto path = folder.write("vos.conf", "Monitoring = { builtin_commands = true; };");
     nyx::AConfigurator conf(path.c_str(), false);
     nyx::TheConfigurator::set_configurator(&conf);

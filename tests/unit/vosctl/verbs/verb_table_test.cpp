@@ -65,11 +65,7 @@ TEST(VerbTable, is_what_manual_and_completion_know)
 
 TEST(VerbTable, wrong_usage_is_refused_in_words)
 {
-    const struct {
-        const char* verb;
-        std::vector<std::string> arguments;
-        const char* want;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<std::string>, const char*> cases[] = {
         {"status", {"--json", "--json"}, "usage: vosctl status [--json]"},
         {"reload", {"--force", "x"}, "usage: vosctl reload [--force]"},
         {"stop", {"x"}, "vosctl stop: takes no arguments"},
