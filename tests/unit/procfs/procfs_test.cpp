@@ -82,8 +82,7 @@ TEST(Procfs, takes_hard_limit_and_saturates_file_numbers)
 
 TEST(Procfs, counts_cores_and_columns)
 {
-    using Idle = std::optional<std::uint64_t>;
-    // Columns -1: no aggregate line.
+    using Idle = std::optional<std::uint64_t>; // in a row; columns -1: no aggregate line
     const std::tuple<std::string, int, int, std::uint64_t, Idle> cases[] = {
         {captured("stat"), 2, 10, 508158, 488164},
         {"cpu0 1 2 3 4 5\ncpu  1 2 3 4 5 6 7 8 9 10\n", 1, 10, 55, none},
