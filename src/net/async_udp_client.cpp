@@ -84,7 +84,7 @@ bool UDPClient::connect(unsigned int address, int port, int timeout_ms,
 
 bool UDPClient::create_buffer()
 {
-    if (NYXEventBase::raw() == nullptr)
+    if (!NYXEventBase::is_initialized())
         return false;
     try {
         m_buffer = std::make_unique<NYXBufferEvent>(NYXEventBase::raw(), m_socket.get(), &readcb,

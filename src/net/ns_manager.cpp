@@ -73,7 +73,7 @@ bool names_a_server(std::string_view text)
 NSManeger& NSManeger::instance()
 {
     static NSManeger manager;
-    if (!manager.m_reload_event.is_pending() && NYXEventBase::raw() != nullptr)
+    if (!manager.m_reload_event.is_pending() && NYXEventBase::is_initialized())
         manager.m_reload_event.add(-1, reload_period_ms, -1);
     return manager;
 }

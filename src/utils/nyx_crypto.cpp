@@ -26,7 +26,7 @@ SupLogger& logger()
 
 std::string hmac_key_file()
 {
-    std::string path = default_hmac_key_file;
+    std::string path = config::default_hmac_key_file;
     TheConfigurator::get_configuration().config.lookupValue(config::key::hmac_key_file, path);
     return path;
 }

@@ -2,14 +2,9 @@
 // platform/crypto/sealed_secret.h).
 #pragma once
 
-#include "config/keys.h"
-
 #include <string>
 
 namespace nyx {
-
-/// Where the key lies when the configuration does not say.
-constexpr const char* default_hmac_key_file = config::default_hmac_key_file;
 
 /// The file that "General.hmac_key_file" of the current configuration names.
 std::string hmac_key_file();
