@@ -9,7 +9,6 @@
 
 #include <csignal>
 #include <memory>
-#include <string>
 
 using namespace nyx;
 using namespace std::chrono_literals;
