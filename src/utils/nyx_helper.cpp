@@ -4,9 +4,9 @@
 #include "config/keys.h"
 #include "platform/clock/monotonic.h"
 #include "platform/file/text_file.h"
+#include "text/ipv4.h"
 #include "utils/commands.h"
 
-#include <arpa/inet.h>
 #include <strings.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -135,8 +135,7 @@ bool Helper::gzip_buffer(const std::string& input, std::string& output, int leve
 
 bool Helper::is_valid_ip_address(const std::string& host)
 {
-    in_addr address{};
-    return ::inet_pton(AF_INET, host.c_str(), &address) == 1;
+    return text::parse_dotted_quad(host).has_value();
 }
 
 bool Helper::try_static_resolution(const std::string& host, std::list<in_addr>& addresses,
@@ -156,12 +155,11 @@ std::list<in_addr> parse_static_hosts(const std::string& table, const std::strin
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line.substr(0, line.find('#')));
         std::string address_text;
-        in_addr address{};
-        if (!(words >> address_text) || ::inet_pton(AF_INET, address_text.c_str(), &address) != 1)
-            continue;
-        for (std::string name; words >> name;) {
-            if (::strcasecmp(name.c_str(), host.c_str()) == 0) {
-                found.push_back(address);
+        words >> address_text;
+        const auto address = text::parse_dotted_quad(address_text);
+        for (std::string name; address && words >> name;) {
+            if (name.size() == host.size() && ::strcasecmp(name.c_str(), host.c_str()) == 0) {
+                found.push_back(*address);
                 break;
             }
         }

@@ -26,13 +26,14 @@ struct Owner : PersistentHosts {
 
 TEST(PersistentHostsTest, a_malformed_line_costs_that_line_only)
 {
-    const std::tuple<const char*, const char*, std::vector<std::size_t>> rows[] = {
+    using namespace std::string_literals;
+    const std::tuple<std::string, const char*, std::vector<std::size_t>> rows[] = {
         {"# comment\n\na 192.0.2.1 third # 9\n", "a 192.0.2.1\n", {}},
         {"b 192.0.2.2\na 192.0.2.9\nb 192.0.2.1", "a 192.0.2.9\nb 192.0.2.2\nb 192.0.2.1\n", {}},
         {"a\n \nb 192.0.2.256\n192.0.2.1\na https://x/\n a\t192.0.2.1\r\n",
          "a 192.0.2.1\n",
          {1, 2, 3, 4, 5}},
-        {"\xff\xfe\x01 1\na 192.0.2.1", "a 192.0.2.1\n", {1}},
+        {"\xff\xfe\x01 1\nb 192.0.2.2\0x\na 192.0.2.1"s, "a 192.0.2.1\n", {1, 2}},
     };
     for (const auto& [text, want, malformed] : rows) {
         const auto got = parse_persistent_hosts(text);

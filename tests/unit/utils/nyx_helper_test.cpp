@@ -26,13 +26,15 @@ std::string texts(const std::list<in_addr>& addresses)
 
 TEST(StaticHosts, lines_of_every_kind)
 {
-    const std::string table = "127.0.0.1\tlocalhost\n"
-                              "# 192.0.2.9 server\n"
-                              "192.0.2.1 server.example server # server\n"
-                              "::1 server\n"
-                              "not.an.address server\n"
-                              "192.0.2.3\n"
-                              "192.0.2.2   Server server";
+    using namespace std::string_literals;
+    const auto table = "192.0.2.8\0x server\n192.0.2.7 server\0x\n"
+                       "127.0.0.1\tlocalhost\n"
+                       "# 192.0.2.9 server\n"
+                       "192.0.2.1 server.example server # server\n"
+                       "::1 server\n"
+                       "not.an.address server\n"
+                       "192.0.2.3\n"
+                       "192.0.2.2   Server server"s;
     const auto found = [&table](const char* host) {
         return texts(nyx::parse_static_hosts(table, host));
     };
