@@ -40,20 +40,40 @@ bool equal_but_for_case(std::string_view left, std::string_view right)
         [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
 }
 
+bool has_id_of(std::string_view reply, std::string_view query)
+{
+    constexpr std::size_t id_size = 2;
+    return query.size() > NS_HFIXEDSZ && reply.size() >= NS_HFIXEDSZ &&
+           reply.substr(0, id_size) == query.substr(0, id_size) &&
+           (static_cast<unsigned char>(reply[id_size]) & kind_mask) == response_to_query;
+}
+
+std::string_view question_count(std::string_view message)
+{
+    constexpr std::size_t at = 4;
+    constexpr std::size_t size = 2;
+    return message.substr(at, size);
+}
+
 /// A query is a header and one question. A reply to it begins with the same id
 /// and, flags and the other counts aside, the same bytes.
 bool belongs_to(std::string_view reply, std::string_view query)
 {
-    constexpr std::size_t id_size = 2;
-    constexpr std::size_t question_count_at = 4;
-    constexpr std::size_t count_size = 2;
-    return query.size() > NS_HFIXEDSZ && reply.size() >= query.size() &&
-           reply.substr(0, id_size) == query.substr(0, id_size) &&
-           (static_cast<unsigned char>(reply[id_size]) & kind_mask) == response_to_query &&
-           reply.substr(question_count_at, count_size) ==
-               query.substr(question_count_at, count_size) &&
+    return has_id_of(reply, query) && reply.size() >= query.size() &&
+           question_count(reply) == question_count(query) &&
            equal_but_for_case(reply.substr(NS_HFIXEDSZ, query.size() - NS_HFIXEDSZ),
                               query.substr(NS_HFIXEDSZ));
+}
+
+/// The code of an error that a server tells without repeating the question, as
+/// one that could not read the query does; 0 when `reply` is none.
+int code_without_question(std::string_view reply, std::string_view query)
+{
+    constexpr std::size_t code_at = 3;
+    constexpr unsigned int code_mask = 0x0F;
+    const bool is_bare =
+        has_id_of(reply, query) && question_count(reply) == std::string_view("\0\0", 2);
+    return is_bare ? static_cast<int>(static_cast<unsigned char>(reply[code_at]) & code_mask) : 0;
 }
 
 std::optional<std::string> expand_name(const ns_msg& message, const ns_rr& record)
@@ -146,10 +166,14 @@ DnsReply parse_dns_reply(std::string_view datagram, std::string_view query, cons
 {
     DnsReply reply;
     reply.response.host = host;
-    if (!belongs_to(datagram, query))
+    const bool is_whole = belongs_to(datagram, query);
+    if (is_whole)
+        reply.fault = read_message(datagram, max_ttl_sec, reply);
+    else
+        reply.response_code = code_without_question(datagram, query);
+    if (!is_whole && reply.response_code == 0)
         return reply;
-    reply.fault = read_message(datagram, max_ttl_sec, reply);
-    const bool good = reply.fault == DnsReply::Fault::none &&
+    const bool good = is_whole && reply.fault == DnsReply::Fault::none &&
                       reply.response.status != NYXResponse::status_next_server;
     reply.verdict = good ? DnsReply::Verdict::good : DnsReply::Verdict::next_server;
     if (!good) {

@@ -47,7 +47,8 @@ struct DnsReply {
 
 /// Reads `datagram`, a reply to the message `query` about `host`. A TTL above
 /// `max_ttl_sec` counts as that; 0 is no cap. A reply belongs to the query when
-/// its id and its question are the query's. Pure: no socket, clock or log.
+/// its id and its question are the query's. An error with that id and no
+/// question at all is that of a server of no use. Pure: no socket, clock or log.
 DnsReply parse_dns_reply(std::string_view datagram, std::string_view query, const std::string& host,
                          std::uint32_t max_ttl_sec);
 

@@ -97,6 +97,10 @@ TEST(DnsMessageTest, reads_what_an_answer_says)
     for (unsigned code = 1; code < 16; ++code)
         EXPECT_EQ(read(answer(1, a_record(60), code)),
                   code == 2 ? "next 0" : std::to_string(code) + " 1 60");
+    const auto header = query.substr(0, 2) + u16(0x8181);
+    EXPECT_EQ(read(header + std::string(8, '\0')), "next 0") << "an error without a question";
+    EXPECT_EQ(read(header + std::string(7, '\0')), "dropped");
+    EXPECT_EQ(read(header + u16(2) + std::string(6, '\0')), "dropped");
     for (std::size_t size = 0; size < query.size(); ++size)
         EXPECT_EQ(read(changed(7, 0).substr(0, size)), "dropped") << size;
 }

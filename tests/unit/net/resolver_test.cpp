@@ -247,8 +247,12 @@ TEST_F(DnsResolverTest, failed_queries_are_repeated_as_often_as_was_asked_for)
 {
     Server first(1, &silence), second(2, &silence);
     const auto no_address = [](const auto& q) { return Datagrams{answer_to(q, 0, "")}; };
+    const auto bare = [](const auto& q) {
+        return Datagrams{q.substr(0, 2) + "\x81\x81" + std::string(8, '\0')};
+    };
     const std::tuple<Script, int, int, const char*> rows[] = {{&silence, 3, 3, "failed"},
                                                               {code(2), 3, 3, "failed"},
+                                                              {bare, 3, 3, "failed"},
                                                               {code(3), 3, 0, "failed"},
                                                               {no_address, 1, 0, "nothing"}};
     for (const auto& [script, asked_first, asked_second, want] : rows) {
