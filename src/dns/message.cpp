@@ -122,7 +122,7 @@ DnsReply::Fault read_records(ns_msg& message, std::uint32_t max_ttl_sec, DnsRepl
         auto& response = reply.response;
         if (record->kind == DnsRecord::Kind::address)
             response.addresses.push_back(record->address);
-        if (record->kind == DnsRecord::Kind::address || record->kind == DnsRecord::Kind::alias)
+        if (record->bounds_ttl())
             response.ttl = std::min(response.ttl, record->used_ttl);
         reply.records.push_back(std::move(*record));
     }

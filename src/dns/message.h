@@ -27,6 +27,9 @@ struct DnsRecord {
     std::uint32_t used_ttl{}; ///< `ttl`, or the cap where that is smaller
     in_addr address{};        ///< of an address
     std::string alias;        ///< the name that an alias leads to
+
+    /// Whether the response is good for no longer than this record.
+    bool bounds_ttl() const { return kind == Kind::address || kind == Kind::alias; }
 };
 
 /// What a datagram that came from the server says.

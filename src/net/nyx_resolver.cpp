@@ -78,11 +78,15 @@ void log_reply(const DnsReply& reply, unsigned int cap)
     if (reply.response_code != 0)
         logger().error("on_readcb", " Got error in resoponse code: ", reply.response_code,
                        ", hostname: ", host);
-    for (const auto& record : reply.records)
+    auto ttl = NYXResponse().ttl; // not that of the response, which a fault has emptied
+    for (const auto& record : reply.records) {
         log_record(record, cap, host);
+        if (!record.bounds_ttl())
+            continue;
+        ttl = std::min(ttl, record.used_ttl);
+        logger().debug("on_readcb", " Setting resoponse min ttl with value: ", ttl);
+    }
     log_fault(reply.fault, host);
-    if (!reply.records.empty())
-        logger().debug("on_readcb", " Setting resoponse min ttl with value: ", reply.response.ttl);
 }
 
 } // namespace

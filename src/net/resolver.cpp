@@ -33,10 +33,12 @@ std::list<std::string> dotted_quads(const std::list<in_addr>& addresses)
 }
 
 /// A TTL with its top bit set counts as 0: nobody means 68 years and more.
-int signed_ttl(std::uint32_t ttl)
+int signed_ttl(const NYXResponse& response)
 {
     constexpr std::uint32_t largest = std::numeric_limits<int>::max();
-    return ttl > largest ? 0 : static_cast<int>(ttl);
+    if (response.addresses.empty() && response.ttl == NYXResponse().ttl)
+        return no_ttl;
+    return response.ttl > largest ? 0 : static_cast<int>(response.ttl);
 }
 
 } // namespace
@@ -156,8 +158,7 @@ void Resolver::complete(const NYXResponse& response, Request& request)
     // The callback may destroy this resolver: nothing of it is used after.
     const auto done = extract_request(&request);
     if (auto addresses = failed ? std::nullopt : keep_answer(response, done->host)) {
-        done->callback(false, done->host.c_str(), signed_ttl(response.ttl), *addresses,
-                       done->context);
+        done->callback(false, done->host.c_str(), signed_ttl(response), *addresses, done->context);
         return;
     }
     std::list<std::string> none;
@@ -172,7 +173,7 @@ std::optional<std::list<std::string>> Resolver::keep_answer(const NYXResponse& r
     try {
         auto addresses = dotted_quads(response.addresses);
         if (m_cache_enabled && !addresses.empty())
-            DNSCache::shared().save_answer(host, signed_ttl(response.ttl), addresses);
+            DNSCache::shared().save_answer(host, signed_ttl(response), addresses);
         return addresses;
     } catch (const std::exception& error) {
         logger().error("response_function_cb", " [", host, "] ", error.what());

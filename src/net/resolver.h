@@ -11,9 +11,10 @@
 
 namespace nyx {
 
-/// Receives the outcome of a resolution: `ttl` in seconds, -1 when it has none;
-/// `name` null and `addresses` empty when it `failed`; `context` as given. A
-/// name that exists without addresses has not failed.
+/// Receives the outcome of a resolution: `ttl` in seconds, -1 when there is none
+/// (an address literal, an answer without records, a failure); `name` null and
+/// `addresses` empty when it `failed`; `context` as given. A name that exists
+/// without addresses has not failed.
 using ResolveCallback = void (*)(bool failed, const char* name, int ttl,
                                  std::list<std::string>& addresses, void* context);
 

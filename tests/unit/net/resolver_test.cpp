@@ -260,14 +260,21 @@ TEST_F(DnsResolverTest, failed_queries_are_repeated_as_often_as_was_asked_for)
         first.asked = second.asked = 0;
         first.script = second.script = script;
         EXPECT_EQ(found(2, true), want);
+        EXPECT_EQ(ttl_sec, -1);
         EXPECT_EQ(std::pair(first.asked, second.asked), std::pair(asked_first, asked_second));
     }
     EXPECT_EQ(nyx::DNSCache::shared().size(), 0U);
     const CapturedLog log;
+    use({server(2), server(1)});
+    second.script = [](const auto& q) { // its second record is too short
+        return Datagrams{answer_to(q, 2, a_record(9) + record(1, 9, "abc", 3))};
+    };
     first.script = [](const auto& q) {
         return Datagrams{answer_to(q, 2, record(5, 20, "\1b\xc0\x10", 4) + a_record(60))};
     };
     EXPECT_EQ(found(), "192.0.2.1");
+    EXPECT_EQ(log.count(" min ttl with value: 9\n") + log.count(" min ttl with value: 20\n"), 3);
+    EXPECT_EQ(log.count(" min ttl "), 3);
     EXPECT_TRUE(log.contains("CNAME resolution acquired [ b.example ] for hostname: zel.example"));
     for (const auto& list : {NSList{}, NSList{INADDR_BROADCAST}}) { // refused by connect()
         use(list);
