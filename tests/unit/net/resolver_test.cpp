@@ -11,7 +11,6 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cmath>
 #include <functional>
 #include <set>
 #include <vector>
@@ -220,27 +219,6 @@ TEST_F(DnsResolverTest, forged_answers_neither_win_nor_cost_the_server_its_place
     EXPECT_EQ(second.asked, 0);
     EXPECT_EQ(log.count("that is no answer to the query"), 1);
     EXPECT_TRUE(log.contains("NYXResolver: dropped 203 datagrams")) << log.text();
-}
-
-TEST_F(DnsResolverTest, ids_can_not_be_guessed)
-{
-    constexpr int samples = 100000, bins = 256;
-    // High and low bytes of the ids, and the low one's distance to the last.
-    std::vector<std::vector<int>> counts(3, std::vector<int>(bins));
-    unsigned last = 0;
-    for (int i = 0; i < samples; ++i) {
-        const auto query = *nyx::build_dns_query("zel.example");
-        const auto low = static_cast<unsigned char>(query[1]);
-        ++counts[0][static_cast<unsigned char>(query[0])];
-        ++counts[1][low];
-        ++counts[2][(low - std::exchange(last, low)) % bins];
-    }
-    for (const auto& each : counts) {
-        double chi_square = 0;
-        for (const auto count : each)
-            chi_square += std::pow(count - samples * 1.0 / bins, 2) * bins / samples;
-        EXPECT_LT(chi_square, 377) << "once in a million of a uniform source of 256";
-    }
 }
 
 TEST_F(DnsResolverTest, failed_queries_are_repeated_as_often_as_was_asked_for)
