@@ -76,7 +76,9 @@ bool UDPClient::connect(unsigned int address, int port, int timeout_ms,
     if (timeout_ms >= 0)
         set_timeout_ms(static_cast<unsigned int>(timeout_ms));
     logger().debug("connect", ": Trying to connect NS:  ", server_address());
-    if (m_buffer->socket_connect(address, static_cast<unsigned short>(port)))
+    // Enabling repeats what libevent has done, but tells whether it has.
+    if (m_buffer->socket_connect(address, static_cast<unsigned short>(port)) &&
+        m_buffer->enable(event_writable))
         return true;
     logger().warning("connect", " Connect return with error");
     return false;
@@ -102,15 +104,18 @@ void UDPClient::cleanup()
     m_buffer.reset();
 }
 
-void UDPClient::await_datagrams()
+bool UDPClient::await_datagrams()
 {
-    m_buffer->disable(event_writable);
-    m_buffer->enable(event_readable);
     // A buffer event swallows a refusal that comes once it is connected, as
     // that of UDP does. Of two events on one descriptor the loop runs the one
-    // that was added last first: this one, which takes the error before.
+    // that was added last first: the error event, which takes the error before.
     m_error_event.del(false);
-    m_error_event.add(m_buffer->get_fd(), -1);
+    if (m_buffer->disable(event_writable) && m_buffer->enable(event_readable) &&
+        m_error_event.add(m_buffer->get_fd(), -1))
+        return true;
+    // With one of the two alone the loop would spin, or wait for ever.
+    eventcb(buffer_reading | buffer_error, this);
+    return false;
 }
 
 /// A readable socket without an error holds a datagram: left to the buffer event.
@@ -149,8 +154,8 @@ void UDPClient::eventcb(short events, void* arg)
     if ((events & buffer_eof) != 0) {
         // An empty datagram looks like an end of file, and ends the reading.
         // It is a datagram like any other.
-        self.await_datagrams();
-        self.on_readcb();
+        if (self.await_datagrams())
+            self.on_readcb();
         return;
     }
     if ((events & buffer_error) != 0)

@@ -46,8 +46,9 @@ protected:
     static void readcb(void* arg);
     static void writecb(void* arg);
 
-    /// Ends the sending and starts the reading.
-    void await_datagrams();
+    /// Ends the sending and starts the reading. False when the loop can not wait
+    /// for the socket: the connection has failed then, and the object may be gone.
+    bool await_datagrams();
     /// Closes the socket; nothing is called back until the next connect().
     void cleanup();
     /// Bounds the wait for the next datagram, and for the next sending. False,

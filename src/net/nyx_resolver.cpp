@@ -128,11 +128,10 @@ void NYXResolver::start()
 
 void NYXResolver::on_connect_success()
 {
-    m_buffer->enable(event_writable);
-    m_buffer->disable(event_readable);
-    set_timeout_ms(m_ns_timeout_ms);
     m_asked_at = Helper::get_clock();
-    m_query_written = m_buffer->write(m_query.data(), m_query.size());
+    m_query_written = m_buffer->enable(event_writable) && m_buffer->disable(event_readable) &&
+                      set_timeout_ms(m_ns_timeout_ms) &&
+                      m_buffer->write(m_query.data(), m_query.size());
     if (m_query_written)
         return;
     logger().warning("on_connect_success", " Failed to write request. ");

@@ -8,12 +8,31 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/epoll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <functional>
 #include <set>
 #include <vector>
+
+namespace {
+
+int calls_till_refusal; ///< of epoll_ctl() for a connected socket
+}
+
+/// libevent's.
+extern "C" int epoll_ctl(int epoll, int what, int fd, epoll_event* event) noexcept
+{
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) != 0 ||
+        what == EPOLL_CTL_DEL || --calls_till_refusal != 0)
+        return static_cast<int>(::syscall(SYS_epoll_ctl, epoll, what, fd, event));
+    errno = ENOSPC;
+    return -1;
+}
 
 namespace {
 
@@ -177,6 +196,17 @@ TEST_F(DnsResolverTest, finds_the_server_that_answers_and_learns_the_order)
     } while (std::next_permutation(order.begin(), order.end()));
     EXPECT_EQ(good.asked, 24);
     EXPECT_GT(source_ports.size(), 20U) << "each query is to have its own";
+}
+
+TEST_F(DnsResolverTest, a_refused_event_costs_the_server_only)
+{
+    const Server first(1, code(0)), second(2, code(0));
+    for (int call = 1; calls_till_refusal <= 0; ++call) {
+        use({server(1), server(2)});
+        calls_till_refusal = call;
+        EXPECT_EQ(found(), "192.0.2.1") << call;
+    }
+    EXPECT_EQ(second.asked, 1) << "of two refusals one is mended by another try";
 }
 
 TEST_F(DnsResolverTest, what_is_no_answer_is_dropped_within_the_same_time_out)
