@@ -63,9 +63,11 @@ private:
     bool create_buffer();
     static void errorcb(int fd, short events, void* arg);
     bool has_no_error();
+    bool has_late_datagram();
 
     platform::UniqueFd m_socket; ///< until the buffer event owns it
     in_addr_t m_server{};
+    int m_late_datagrams{0}; ///< read after the time-out
     NYXEventLibEvent m_error_event{event_readable | event_persistent, &errorcb, this};
 };
 

@@ -223,6 +223,26 @@ TEST_F(DnsResolverTest, what_is_no_answer_is_dropped_within_the_same_time_out)
     EXPECT_TRUE(log.contains(" datagrams from 127.0.1.1 in all"));
 }
 
+TEST_F(DnsResolverTest, what_came_while_the_loop_was_held_up_is_read_before_the_server_is_given_up)
+{
+    bool answers = true;
+    Server first(1, [&](const auto& query) {
+        Datagrams replies(100, forged(query));
+        if (answers)
+            replies.push_back(code(0)(query)[0]);
+        for (const auto& each : replies)
+            ::sendto(first.socket.get(), each.data(), each.size(), 0, first.to(), first.peer_size);
+        ::usleep(timeout_ms * 1500);
+        return Datagrams();
+    });
+    const Server second(2, code(0));
+    use({server(1), server(2)});
+    for (answers = true; second.asked == 0; answers = false) {
+        EXPECT_EQ(found(), "192.0.2.1");
+        EXPECT_EQ(second.asked, answers ? 0 : 1);
+    }
+}
+
 TEST_F(DnsResolverTest, forged_answers_neither_win_nor_cost_the_server_its_place)
 {
     const auto other_address = bound_socket(2), other_port = bound_socket(1, port + 1);
