@@ -5,7 +5,7 @@ It takes signed reports by POST, checks them as a real server would, and answers
 200 with an empty body, 403 with the reason on stderr, or 405 to another method.
 --fault names a file, read again at each request, whose text makes it misbehave:
 
-  ok | status N | reset | close_mid_upload | slow SECONDS | hang
+  ok | status N [BYTES] | reset | close_mid_upload | slow SECONDS | hang
 """
 import argparse
 import hashlib
@@ -138,9 +138,9 @@ class Handler(BaseHTTPRequestHandler):
         else:
             if kind == "slow":
                 time.sleep(float(value[0]))
-            self.answer(int(value[0]) if kind == "status" else None)
+            self.answer(*map(int, value) if kind == "status" else ())
 
-    def answer(self, forced_status):
+    def answer(self, forced_status=None, body_size=0):
         status = forced_status
         try:
             raw = self.read_body()
@@ -154,8 +154,9 @@ class Handler(BaseHTTPRequestHandler):
         self.send_response(status)
         if 300 <= status < 400:
             self.send_header("Location", self.path)
-        self.send_header("Content-Length", "0")
+        self.send_header("Content-Length", str(body_size))
         self.end_headers()
+        self.wfile.write(b"x" * body_size)
 
     def do_GET(self):
         text = b"reports are posted here\n"

@@ -10,8 +10,9 @@
 
 namespace nyx {
 
-/// Sets what holds for every request on `curl`. With `reuse_connections`, a
-/// connection may serve more than one.
+/// Sets what holds for every request on `curl`: among it, that the body of a
+/// response is discarded unless a request says otherwise. With
+/// `reuse_connections`, a connection may serve more than one.
 void set_lasting_options(CURL* curl, bool reuse_connections);
 
 /// What a POST and a GET have in common.
@@ -23,8 +24,8 @@ struct RequestOptions {
 };
 
 /// Makes the next request on `curl` a POST of `body`, which is copied. Its
-/// response goes where the last GET sent its own, or to standard output: nobody
-/// uses it.
+/// response goes where the last GET sent its own, or is discarded: nobody uses
+/// it.
 text::Outcome set_post_options(CURL* curl, const RequestOptions& request, const std::string& body);
 
 /// Makes the next request on `curl` a GET that follows redirects. Its body, or

@@ -19,4 +19,9 @@ unsigned long write_callback(char* data, unsigned long size, unsigned long count
     return length;
 }
 
+unsigned long discard_callback(char*, unsigned long size, unsigned long count, void*) noexcept
+{
+    return size * count;
+}
+
 } // namespace nyx

@@ -1,4 +1,4 @@
-// Collects the body of a response.
+// Collects the body of a response, or discards it.
 #pragma once
 
 #include <cstddef>
@@ -13,5 +13,10 @@ constexpr std::size_t largest_response = 64 * 1024 * 1024;
 /// exceed largest_response or memory is short. libcurl's write function.
 unsigned long write_callback(char* data, unsigned long size, unsigned long count,
                              void* user) noexcept;
+
+/// libcurl's write function for a body that nobody wants: takes it, whatever its
+/// length. libcurl's own would write it to standard output.
+unsigned long discard_callback(char* data, unsigned long size, unsigned long count,
+                               void* user) noexcept;
 
 } // namespace nyx

@@ -3,6 +3,9 @@
 #include "support/captured_log.h"
 #include "support/report_server.h"
 
+#include "platform/file/unique_fd.h"
+
+#include <fcntl.h>
 #include <malloc.h>
 
 namespace {
@@ -80,6 +83,17 @@ TEST_F(HttpClientTest, a_large_report_leaves_in_few_steps_and_a_second_request_l
     EXPECT_EQ(client.get_statistics().uploaded, 2700000);
     EXPECT_FALSE(post(url, "{}", -1));
     EXPECT_TRUE(log.contains("Failed setting request timeout"));
+}
+
+TEST_F(HttpClientTest, an_answer_to_a_post_is_not_written_to_standard_output)
+{
+    server.misbehave("status 200 100000");
+    const platform::UniqueFd before(::dup(1)), full(::open("/dev/full", O_WRONLY));
+    ::dup2(full.get(), 1);
+    const bool queued = post(url, "{}");
+    drive(client);
+    ::dup2(before.get(), 1);
+    EXPECT_TRUE(queued && client.is_request_succeeded()) << log.text();
 }
 
 TEST_F(HttpClientTest, a_get_collects_the_body_and_a_head_the_headers)
