@@ -64,6 +64,10 @@ text::Outcome set_post_options(CURL* curl, const RequestOptions& request, const 
     CURLcode set = curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
     if (set != CURLE_OK)
         return failure("Failed setting URL: ", set);
+    // What a GET on the same handle has set. The body itself makes it a POST.
+    curl_easy_setopt(curl, CURLOPT_NOBODY, 0L);
+    curl_easy_setopt(curl, CURLOPT_HEADER, 0L);
+    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
     set = curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
     if (set == CURLE_OK)
         set = curl_easy_setopt(curl, CURLOPT_COPYPOSTFIELDS, body.c_str());

@@ -23,9 +23,9 @@ struct RequestOptions {
     std::string interface;        ///< to send from, if libcurl takes it; empty: any
 };
 
-/// Makes the next request on `curl` a POST of `body`, which is copied. Its
-/// response goes where the last GET sent its own, or is discarded: nobody uses
-/// it.
+/// Makes the next request on `curl` a POST of `body`, which is copied, and which
+/// follows no redirect. Its response goes where the last GET sent its own, or is
+/// discarded: nobody uses it.
 text::Outcome set_post_options(CURL* curl, const RequestOptions& request, const std::string& body);
 
 /// Makes the next request on `curl` a GET that follows redirects. Its body, or

@@ -96,7 +96,7 @@ TEST_F(HttpClientTest, an_answer_to_a_post_is_not_written_to_standard_output)
     EXPECT_TRUE(queued && client.is_request_succeeded()) << log.text();
 }
 
-TEST_F(HttpClientTest, a_get_collects_the_body_and_a_head_the_headers)
+TEST_F(HttpClientTest, a_get_collects_the_body_a_head_the_headers_and_a_post_is_neither)
 {
     for (const bool head_only : {false, true}) {
         ASSERT_TRUE(client.init_get_request_async(url, "h", "", head_only, "", "me", 10));
@@ -104,6 +104,10 @@ TEST_F(HttpClientTest, a_get_collects_the_body_and_a_head_the_headers)
         EXPECT_EQ(client.get_response_code(), 405);
         EXPECT_TRUE(client.get_response().starts_with(head_only ? "HTTP/1.1 405 " : "reports are"));
     }
+    server.misbehave("status 302");
+    ASSERT_TRUE(post(url, "{}"));
+    drive(client);
+    EXPECT_EQ(std::to_string(client.get_response_code()) + client.get_response(), "302");
     std::string full(nyx::largest_response, 'x');
     EXPECT_EQ(nyx::write_callback(full.data(), 1, 1, &full), 0U) << "more than is collected";
 }
