@@ -144,7 +144,9 @@ class Handler(BaseHTTPRequestHandler):
         status = forced_status
         try:
             raw = self.read_body()
-            if status is None:
+            if "Expect" in self.headers:  # some servers refuse it, with the body sent or not
+                status = 417
+            elif status is None:
                 self.accept(raw)
                 status = 200
         except Refused as why:

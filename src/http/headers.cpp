@@ -27,7 +27,10 @@ CurlList make_header_list(const std::string& host, const std::string& date,
         (!json_body || append(headers, "Content-Type: application/json")) &&
         (date.empty() || append(headers, "Date: " + date)) &&
         (authorization.empty() || append(headers, "Authorization: " + authorization)) &&
-        (!gzip || append(headers, "Content-Encoding: gzip"));
+        (!gzip || append(headers, "Content-Encoding: gzip")) &&
+        // Keeps libcurl from asking whether it may send a large body: many servers
+        // never answer that, and some refuse it.
+        (!json_body || append(headers, "Expect:"));
     return made ? std::move(headers) : nullptr;
 }
 

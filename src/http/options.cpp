@@ -46,8 +46,6 @@ void set_lasting_options(CURL* curl, bool reuse_connections)
     // HTTP/2 would need a step per flow-control window of 64 KiB.
     curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &discard_callback);
-    // A large body would else wait a second for a "100 Continue" that many servers never send.
-    curl_easy_setopt(curl, CURLOPT_EXPECT_100_TIMEOUT_MS, 1L);
     // Requests are addressed by IP: the name check would fail them all.
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
     // The server is reached directly; a proxy of some shell's environment is not ours.
