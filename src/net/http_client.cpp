@@ -119,7 +119,7 @@ bool HttpClient::init_get_request_async(const std::string& url, const std::strin
 // to report.
 bool HttpClient::refuse_second_request()
 {
-    if (m_headers.empty())
+    if (!has_request())
         return false;
     logger().error("Failed adding multi-handle: ",
                    curl_multi_add_handle(m_curl_multi.get(), m_curl.get()));

@@ -28,6 +28,8 @@ public:
 
     /// Whether the last continue_send() left a transfer unfinished.
     virtual bool is_async_running() const { return m_async_running; }
+    /// Whether a request is queued or running: another one is refused then.
+    bool has_request() const { return !m_headers.empty(); }
 
     /// Moves the transfer on as far as it goes without waiting, and takes in
     /// its outcome when it has ended. False only when libcurl's multi interface

@@ -88,7 +88,7 @@ bool ZELHttpClient::init_http_request_async_resolver(
     const std::string& client_cert_path, long timeout_sec, const std::string& query_args)
 {
     cancel_resolution();
-    if (is_async_running()) {
+    if (is_busy()) {
         logger().notice("Request ignored since previous HTTP request is not completed yet");
         return false;
     }

@@ -39,13 +39,15 @@ public:
 
     /// As HttpClient's; true too while the name is being resolved.
     bool is_async_running() const override;
+    /// Whether a request is being resolved, queued or running.
+    bool is_busy() const { return m_resolve_context != nullptr || has_request(); }
     /// As HttpClient's; true at once while the name is being resolved.
     bool continue_send() override;
 
     /// Starts a request to `path` (with its "/") of the server at `url`, that is
     /// scheme "://" host ":" port. True when resolving has started, whatever
     /// becomes of the request. False when the URL is unusable or another
-    /// request is being transferred; one that is still resolving is replaced.
+    /// request is queued or running; one that is still resolving is replaced.
     bool init_post_request_async_resolver(const std::string& url, const std::string& path,
                                           const std::string& client_cert_path,
                                           const std::string& body, long timeout_sec,

@@ -33,6 +33,8 @@ Reporter::Reporter(AConfigurator* configurator,
 bool Reporter::send_report_async(bool resend)
 {
     m_empty_report = false;
+    if (m_under_way && !m_client.is_busy())
+        settle(); // it came to nothing before the timer looked
     text::Outcome started = text::done();
     try {
         started = start_sending(resend);
@@ -71,8 +73,8 @@ text::Outcome Reporter::start_sending(bool resend)
     if (m_client.init_post_request_async_resolver(destination->url, m_report_path, client_cert,
                                                   m_body, destination->timeout_sec, query_args))
         return text::done();
-    return text::Failure{is_running() ? "the one before is still under way"
-                                      : std::string(m_url_key) + " is unusable"};
+    return text::Failure{m_client.is_busy() ? "the one before is still under way"
+                                            : std::string(m_url_key) + " is unusable"};
 }
 
 bool Reporter::continue_send_report()
@@ -83,8 +85,8 @@ bool Reporter::continue_send_report()
     return moved;
 }
 
-/// The transfer has ended. The client's flag alone would not do: it still tells
-/// of the last one when a report never came to be transferred.
+/// What was under way has ended. The client's flag alone would not do: it still
+/// tells of the last one when a report never came to be transferred.
 void Reporter::settle()
 {
     m_under_way = false;
