@@ -86,6 +86,7 @@ bool ZELHttpClient::init_http_request_async_resolver(
     const std::string& url, const std::string& path, const std::string& body, HttpMethod method,
     const std::string& client_cert_path, long timeout_sec, const std::string& query_args)
 {
+    const bool replaces = m_resolve_context != nullptr;
     cancel_resolution();
     if (is_busy()) {
         logger().notice("Request ignored since previous HTTP request is not completed yet");
@@ -103,9 +104,27 @@ bool ZELHttpClient::init_http_request_async_resolver(
     m_timeout_sec = timeout_sec;
     m_query_args = query_args;
     set_failure("");
-    logger().debug("HTTP client <", this, "> send DNS request for [", m_host, "]");
-    m_resolve_context = m_resolver.getaddrinfo_async(m_host, &resolve_complete_cb, this);
+    resolve(replaces);
     return true;
+}
+
+/// Has the request sent where its host is found. One that `replaces` another
+/// that waited for the name in vain would as a rule wait in vain, too: it goes
+/// where the host was last found, and the name is resolved for later ones.
+void ZELHttpClient::resolve(bool replaces)
+{
+    if (!is_remembered())
+        cancel_refresh();
+    if (m_refresh_context == nullptr) {
+        logger().debug("HTTP client <", this, "> send DNS request for [", m_host, "]");
+        m_resolve_context = m_resolver.getaddrinfo_async(m_host, &resolve_complete_cb, this);
+        if (m_resolve_context == nullptr || !replaces || !is_remembered())
+            return;
+        m_refresh_context = std::exchange(m_resolve_context, nullptr);
+    }
+    logger().notice("The name servers are slow. Using the last address of [", m_host, "]");
+    m_resolver_state = ResolverState::remembered;
+    send_to_cached_address();
 }
 
 bool ZELHttpClient::read_url(const std::string& url)
@@ -131,10 +150,16 @@ void ZELHttpClient::resolve_complete(bool failed, const std::list<std::string>& 
 {
     logger().debug("resolve_complete_cb: Resolve complete for HTTP client <", this, ">");
     m_resolve_context = nullptr;
+    const bool is_awaited = std::exchange(m_refresh_context, nullptr) == nullptr;
     try {
-        send_to_resolved(failed, addresses);
+        if (is_awaited)
+            send_to_resolved(failed, addresses);
+        else if (!failed && !addresses.empty())
+            remember(addresses.front());
     } catch (const std::exception& error) {
         logger().error("resolve_complete_cb: HTTP client <", this, "> failed: ", error.what());
+        if (!is_awaited)
+            return;
         set_failure(error.what());
         m_request_succeeded = false;
     }
@@ -147,6 +172,11 @@ void ZELHttpClient::send_to_resolved(bool failed, const std::list<std::string>& 
         set_failure("the server's name can not be resolved");
         return;
     }
+    send_to_cached_address();
+}
+
+void ZELHttpClient::send_to_cached_address()
+{
     const auto url = m_scheme + "://" + m_cached_address + ":" + m_port + m_path;
     logger().info("Sending HTTP request to: ", url);
     logger().debug("resolve_complete_cb: Report body length: ", m_body.size());
@@ -162,20 +192,30 @@ void ZELHttpClient::send_to_resolved(bool failed, const std::list<std::string>& 
 bool ZELHttpClient::choose_address(bool failed, const std::list<std::string>& addresses)
 {
     if (!failed && !addresses.empty()) {
-        m_cached_host = m_host;
-        m_cached_address = addresses.front();
+        remember(addresses.front());
         m_resolver_state = m_resolver.state();
-        persistent_hosts_save();
         return true;
     }
     m_resolver_state = ResolverState::failing;
     logger().error("resolve_complete_cb: Failed to Resolve ZEL URL. Trying to used cached result");
-    if (m_cached_host == m_host && !m_cached_address.empty()) {
+    if (is_remembered()) {
         m_resolver_state = ResolverState::remembered;
         return true;
     }
     logger().error("resolve_complete_cb: No cached resolution. giving up");
     return false;
+}
+
+bool ZELHttpClient::is_remembered() const
+{
+    return m_cached_host == m_host && !m_cached_address.empty();
+}
+
+void ZELHttpClient::remember(const std::string& address)
+{
+    m_cached_host = m_host;
+    m_cached_address = address;
+    persistent_hosts_save();
 }
 
 std::optional<std::size_t> ZELHttpClient::count_name_servers() const
@@ -227,9 +267,16 @@ void ZELHttpClient::cancel_resolution()
     set_failure("it was given up before the server's name was resolved");
 }
 
+void ZELHttpClient::cancel_refresh()
+{
+    if (m_refresh_context != nullptr)
+        m_resolver.cancel_request(std::exchange(m_refresh_context, nullptr));
+}
+
 void ZELHttpClient::cancel_http_requests()
 {
     cancel_resolution();
+    cancel_refresh();
     clean_http_requests();
 }
 

@@ -20,7 +20,7 @@ namespace nyx {
 /// At most one request at a time: resolving, then sending, then idle. The
 /// request goes to the resolved address, with the name in its "Host" header.
 /// Where the server was last found is kept in the persistent hosts file, and is
-/// where it is looked for while its name can not be resolved.
+/// where it is looked for while its name can not be resolved, or not in time.
 class ZELHttpClient : public HttpClient, public PersistentHosts {
 public:
     enum HttpMethod { method_get = 0, method_post = 1, method_none = 2 };
@@ -47,7 +47,8 @@ public:
     /// Starts a request to `path` (with its "/") of the server at `url`, that is
     /// scheme "://" host ":" port. True when resolving has started, whatever
     /// becomes of the request. False when the URL is unusable or another
-    /// request is queued or running; one that is still resolving is replaced.
+    /// request is queued or running; one that is still resolving is replaced,
+    /// by one that does not wait for the name if the server's address is known.
     bool init_post_request_async_resolver(const std::string& url, const std::string& path,
                                           const std::string& client_cert_path,
                                           const std::string& body, long timeout_sec,
@@ -93,9 +94,14 @@ private:
     bool read_url(const std::string& url);
     bool get_hmac_params(std::string& secret, std::string& key, unsigned int& period_ms);
     void cancel_resolution();
+    void cancel_refresh();
+    void resolve(bool replaces);
     void resolve_complete(bool failed, const std::list<std::string>& addresses);
     void send_to_resolved(bool failed, const std::list<std::string>& addresses);
+    void send_to_cached_address();
     bool choose_address(bool failed, const std::list<std::string>& addresses);
+    bool is_remembered() const;
+    void remember(const std::string& address);
     bool send_request(const std::string& url);
 
     HttpMethod m_method{method_none};
@@ -114,6 +120,7 @@ private:
     bool m_gzip;
     std::string m_client_cert_path;
     void* m_resolve_context{nullptr}; ///< owned by m_resolver; null: not resolving
+    void* m_refresh_context{nullptr}; ///< the same, of m_cached_host, while no request waits for it
     Resolver m_resolver;
     ResolverState m_resolver_state{ResolverState::unused};
     bool m_hmac_enabled;

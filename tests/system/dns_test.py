@@ -44,6 +44,10 @@ class Names(NodeTest):
         server.close()
         node.wait_for_log("Trying to used cached result", 4)
         node.wait_for_reports(len(node.reports()) + 2)
+        server = self.name_server("127.0.0.1", "127.0.0.2", mode="silent")
+        node.wait_for_reports(len(node.reports()) + 20, 20)  # no query ends between two of them
+        server.mode = "good"
+        until(lambda: node.read(HOSTS_FILE) == f"{NAME} 127.0.0.2\n", "the next address", 12)
 
     def test_heartbeat_while_all_are_silent_then_another_configuration(self):
         public = ["8.8.8.8", "1.1.1.1"]
