@@ -1,6 +1,5 @@
 #include "net/zel_http_client.h"
 
-#include "net/ns_manager.h"
 #include "support/captured_log.h"
 #include "support/report_server.h"
 #include "support/signing_store.h"
@@ -97,35 +96,6 @@ TEST(ZelHttpClientTest, a_lost_name_is_looked_for_where_it_was_last)
     EXPECT_FALSE(client.is_request_succeeded());
     client.resolved({});
     EXPECT_EQ(log.count("giving up"), 3);
-}
-
-TEST(ZelHttpClientTest, a_request_in_the_place_of_one_that_waited_for_its_name_does_not_wait)
-{
-    static nyx::NYXEventBase base;
-    if (!nyx::NYXEventBase::is_initialized())
-        base.init();
-    nyx::NSManeger::instance().set_source([] { return nyx::NSList{}; }); // nobody to ask
-    const ReportServer server;
-    const CapturedLog log;
-    Client client;
-    client.folder.write("prog_ZELHttpClient_persistent_hosts.txt", "zel.example 127.0.0.1\n");
-    client.persistent_hosts_load();
-    for (const int sent : {0, 1, 2}) {
-        EXPECT_TRUE(client.post(server.url("zel.example")));
-        EXPECT_EQ(client.has_request(), sent > 0);
-        if (sent > 0)
-            drive(client);
-        EXPECT_EQ(server.folder.read("000" + std::to_string(sent) + ".json"), sent ? body : "");
-    }
-    EXPECT_EQ(log.count("Canceling previous request"), 1);
-    EXPECT_EQ(client.resolver_state(), nyx::ResolverState::remembered);
-    while (!log.contains("Resolve complete"))
-        event_base_loop(nyx::NYXEventBase::raw(), EVLOOP_NONBLOCK);
-    EXPECT_EQ(log.count("Sending HTTP request to: "), 2) << "a failure then concerns nobody";
-    for (const auto* host : {"zel.example", "other.example", "other.example"}) {
-        EXPECT_TRUE(client.post(server.url(host)));
-        EXPECT_TRUE(client.is_async_running() && !client.has_request()) << "waits: " << host;
-    }
 }
 
 TEST(ZelHttpClientTest, refuses_what_it_can_not_send_now)

@@ -128,18 +128,14 @@ TEST(Reporter, one_is_under_way_at_a_time)
     EXPECT_TRUE(sender.send_to(lost));
     EXPECT_TRUE(sender.send_to(server.url()));
     EXPECT_EQ(sender.failed(), "3" + replaced);
-    const CapturedLog log;
     EXPECT_FALSE(sender.send_to(server.url())); // the one before is only queued yet
     EXPECT_EQ(sender.failed(), "4 the one before is still under way");
-    EXPECT_EQ(log.count("Request ignored since previous HTTP request is not completed yet"), 1);
     EXPECT_EQ(sender.end(), "0 ");
     EXPECT_EQ(sender.ended, 5);
     sender.remove("hmac_timeout");
-    const std::string unsigned_one = " the request can not be signed or queued";
-    EXPECT_TRUE(sender.send_to(server.url()));
-    EXPECT_TRUE(sender.send_to(server.url()));
-    EXPECT_EQ(sender.failed(), "1" + unsigned_one);
-    EXPECT_EQ(sender.end(), "2" + unsigned_one);
+    EXPECT_TRUE(sender.send_to(server.url()) && sender.send_to(server.url()));
+    EXPECT_EQ(sender.failed(), "1 the request can not be signed or queued");
+    EXPECT_EQ(sender.end(), "2 the request can not be signed or queued");
 }
 
 } // namespace
