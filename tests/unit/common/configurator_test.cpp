@@ -124,6 +124,11 @@ TEST(Configurator, start_names_what_is_wrong)
     EXPECT_THROW(AConfigurator(folder.path().c_str(), false), FileNotFound);
     const auto broken = folder.write("broken", "a = 1;\nb = ;\n");
     EXPECT_THROW(AConfigurator(broken.c_str(), false), libconfig::ParseException);
+    std::string ever; // 8 ^ 10 files, if each were looked at
+    for (int line = 0; line < 8; ++line)
+        ever += "@include \"" + folder.file("ever") + "\"\n";
+    EXPECT_THROW(AConfigurator(folder.write("ever", ever).c_str(), false),
+                 libconfig::ParseException);
     AConfigurator transient("", false);
     EXPECT_THROW(transient.reload_configuration(), const char*);
 }
