@@ -47,20 +47,33 @@ bool add_port_ranges(const Setting& sequence, std::vector<PortRange>& ranges)
     return true;
 }
 
-/// The first element tells that has a form; a number goes with each of them.
+/// The form of the first of `ranges` that is more than a number, if there is one.
+std::optional<PortForm> form_in(const Setting& ranges, bool texts_count)
+{
+    for (int at = 0; at < ranges.getLength(); ++at) {
+        const auto& element = ranges[at];
+        if (element.isAggregate())
+            return element.isArray() ? PortForm::arrays : PortForm::lists;
+        if (texts_count && element.getType() == Setting::TypeString)
+            return PortForm::texts;
+    }
+    return std::nullopt;
+}
+
+/// The template's form; the user's where the template has no element, or where
+/// numbers alone do not tell how a list writes its pairs.
 PortForm port_form_of(const Setting& from_template, const Setting& current)
 {
-    const bool in_array = from_template.isArray();
-    for (const auto* sequence : {&from_template, &current}) {
-        for (int at = 0; at < sequence->getLength(); ++at) {
-            const auto& element = (*sequence)[at];
-            if (element.getType() == Setting::TypeString || (in_array && element.isAggregate()))
-                return PortForm::texts;
-            if (element.isAggregate())
-                return element.isArray() ? PortForm::arrays : PortForm::lists;
-        }
-    }
-    return in_array ? PortForm::numbers : PortForm::lists;
+    const bool in_array = from_template.isArray(); // which holds no pairs
+    const bool empty = from_template.getLength() == 0;
+    if (in_array && !empty)
+        return form_in(from_template, true).value_or(PortForm::numbers);
+    auto form = form_in(from_template, true);
+    if (!form)
+        form = form_in(current, empty);
+    if (in_array)
+        return form ? PortForm::texts : PortForm::numbers;
+    return form.value_or(PortForm::lists);
 }
 
 void add_port_range(const PortRange& range, PortForm form, Setting& output)

@@ -11,8 +11,11 @@ namespace nyx {
 
 /// Port ranges, ascending, overlapping and adjacent ones joined. An element is
 /// a text ("8000-8010", "80"), a number, or a list or array of the first and
-/// the last port. The union is written as texts if there are texts; or else, in
-/// a list, as numbers and pairs, and in an array as one number for each port.
+/// the last port. The union is written as the template's first element that is
+/// no number: as texts, or as numbers and pairs. Numbers alone stay one for each
+/// port in an array; a list gets numbers and pairs, these as lists unless the
+/// user's first is an array. An empty template takes the user's form, and of one
+/// that is an array pairs become texts.
 bool merge_port_ranges(const libconfig::Setting& from_template, const libconfig::Setting& current,
                        libconfig::Setting& output);
 
