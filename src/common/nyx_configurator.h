@@ -187,8 +187,9 @@ public:
 
     /// Brings a newly installed configuration file and a user's existing one
     /// together (see merge_trees()) and replaces the output file as a whole,
-    /// with the mode of the current one. The inputs stay as they are; an output
-    /// that is one of them, or that is there and no configuration, is refused.
+    /// with the mode of the current one. The inputs stay as they are. Refused are
+    /// an output that is one of them, or that is there and no configuration, and
+    /// an input with a number of which libconfig keeps a part only.
     /// False, and a log record, on failure.
     static bool smart_merge(const std::string& template_path, const std::string& current_path,
                             const std::string& output_path, MergeReport* report = nullptr);

@@ -1,9 +1,11 @@
 #include "common/smart_merge.h"
 
 #include "common/nyx_configurator.h"
+#include "config/source_text.h"
 #include "config/tree_merge.h"
 #include "platform/file/atomic_file.h"
 #include "platform/file/regular_file.h"
+#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 
 #include <sys/stat.h>
@@ -117,12 +119,26 @@ namespace {
 
 using Remarks = std::vector<std::string>;
 
-/// Each failure has been logged.
+/// An input whose numbers are those that libconfig read. Each failure has been
+/// logged.
+text::Outcome open_input(const std::string& path, libconfig::Config& config)
+{
+    auto opened = open_cfg_file(path, config);
+    if (!opened)
+        return opened;
+    const auto cut = ConfigText(platform::read_text_file(path).value_or("")).cut_numbers();
+    if (cut.empty())
+        return opened;
+    return text::Failure{log_failure("Failed to merge configuration file [" + path + "]",
+                                     "line " + std::to_string(cut.front().line) + ": " +
+                                         cut.front().path + ": " + cut.front().fault)};
+}
+
 text::Outcome open_inputs(const std::string& template_path, libconfig::Config& from_template,
                           const std::string& current_path, libconfig::Config& current)
 {
-    auto opened = open_cfg_file(template_path, from_template);
-    return opened ? open_cfg_file(current_path, current) : opened;
+    auto opened = open_input(template_path, from_template);
+    return opened ? open_input(current_path, current) : opened;
 }
 
 /// An output that is there has to be a configuration; its content goes.

@@ -42,6 +42,39 @@ std::size_t end_of_comment(const std::string& text, std::size_t at)
     return end == std::string::npos ? text.size() : end + 2;
 }
 
+/// The bits, 32 or 64, that the number `literal` does not fit; 0 when it does, or
+/// is none.
+int bits_exceeded(std::string_view literal)
+{
+    const bool negative = literal.starts_with('-');
+    if (negative || literal.starts_with('+'))
+        literal.remove_prefix(1);
+    const bool hexadecimal = literal.starts_with("0x") || literal.starts_with("0X");
+    if (hexadecimal)
+        literal.remove_prefix(2);
+    const bool wide = literal.ends_with('L');
+    while (literal.ends_with('L'))
+        literal.remove_suffix(1);
+    std::uint64_t value = 0;
+    const auto* end = literal.data() + literal.size();
+    const auto [stop, error] = std::from_chars(literal.data(), end, value, hexadecimal ? 16 : 10);
+    if (stop != end || error == std::errc::invalid_argument)
+        return 0;
+    const std::uint64_t largest =
+        wide ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int32_t>::max();
+    // All 64 bits of a hexadecimal number are kept, the topmost as the sign.
+    const bool fits = (wide && hexadecimal) || value <= largest + (negative ? 1 : 0);
+    return error == std::errc() && fits ? 0 : wide ? 64 : 32;
+}
+
+std::string dotted(const std::vector<std::string_view>& names)
+{
+    std::string path;
+    for (const auto name : names)
+        path.append(path.empty() || name.empty() ? "" : ".").append(name);
+    return path;
+}
+
 } // namespace
 
 ConfigText::ConfigText(std::string text) : m_text(std::move(text))
@@ -87,6 +120,37 @@ std::vector<std::string> ConfigText::included() const
     return files;
 }
 
+bool ConfigText::is_name(std::size_t token) const
+{
+    return m_tokens[token].kind == 'w' && token + 1 < m_tokens.size() &&
+           (m_tokens[token + 1].kind == '=' || m_tokens[token + 1].kind == ':');
+}
+
+std::vector<CutNumber> ConfigText::cut_numbers() const
+{
+    std::vector<CutNumber> numbers;
+    std::vector<std::string_view> names{""}; // the setting's, of each level that is open
+    for (std::size_t at = 0; at < m_tokens.size(); ++at) {
+        const auto& token = m_tokens[at];
+        const auto word = text_of(token);
+        if (is_name(at)) {
+            names.back() = word;
+        } else if (word == "{" || word == "[" || word == "(") {
+            names.push_back(word == "{" ? "" : "[]");
+        } else if ((word == "}" || word == "]" || word == ")") && names.size() > 1) {
+            names.pop_back();
+        } else if (const int bits = token.kind == 'w' ? bits_exceeded(word) : 0; bits != 0) {
+            const auto lines =
+                std::ranges::count(std::string_view(m_text).substr(0, token.begin), '\n');
+            numbers.push_back({dotted(names),
+                               std::string(word) + " does not fit " + std::to_string(bits) +
+                                   " bits: libconfig makes another number of it",
+                               static_cast<unsigned>(lines) + 1});
+        }
+    }
+    return numbers;
+}
+
 /// The token behind the value that begins with `token`.
 std::size_t ConfigText::skip_value(std::size_t token) const
 {
@@ -116,9 +180,7 @@ std::optional<ConfigText::Place> ConfigText::find(const std::vector<std::string_
     std::size_t end = m_tokens.size(); // of the group that is searched
     while (at < end) {
         const auto& token = m_tokens[at];
-        const bool is_setting = token.kind == 'w' && at + 2 < end &&
-                                (m_tokens[at + 1].kind == '=' || m_tokens[at + 1].kind == ':');
-        if (!is_setting) { // a separator, or an included file
+        if (at + 2 >= end || !is_name(at)) { // a separator, or an included file
             ++at;
             continue;
         }
@@ -196,23 +258,6 @@ std::vector<std::string_view> path_names(std::string_view path)
             return names;
         path.remove_prefix(dot + 1);
     }
-}
-
-bool is_cut_number(std::string_view literal)
-{
-    const bool negative = literal.starts_with('-');
-    if (negative || literal.starts_with('+'))
-        literal.remove_prefix(1);
-    const bool hexadecimal = literal.starts_with("0x") || literal.starts_with("0X");
-    if (hexadecimal)
-        literal.remove_prefix(2);
-    std::uint64_t value = 0;
-    const auto* end = literal.data() + literal.size();
-    const auto [stop, error] = std::from_chars(literal.data(), end, value, hexadecimal ? 16 : 10);
-    if (stop != end || error == std::errc::invalid_argument)
-        return false;
-    constexpr std::uint64_t largest = std::numeric_limits<std::int32_t>::max();
-    return error != std::errc() || value > largest + (negative ? 1 : 0);
 }
 
 } // namespace nyx

@@ -10,6 +10,13 @@
 
 namespace nyx {
 
+/// A number of which libconfig keeps no more than the lower bits.
+struct CutNumber {
+    std::string path;  ///< of its setting, with "[]" for the place in a list or an array
+    std::string fault; ///< the number as it is written, and what is wrong with it
+    unsigned int line; ///< in the text, from 1
+};
+
 /// A file's text cut into tokens. Takes any text; what it finds in one that
 /// libconfig refuses means nothing. Pure.
 class ConfigText {
@@ -24,6 +31,10 @@ public:
     /// a list or an included file.
     std::optional<std::string_view> value_of(std::string_view path) const&;
     std::optional<std::string_view> value_of(std::string_view path) const&& = delete;
+
+    /// The decimal and hexadecimal numbers in the text itself that do not fit 32
+    /// bits, or 64 with the suffix L.
+    std::vector<CutNumber> cut_numbers() const;
 
     /// The text with `literal` as the value of `path`; all else, comments too,
     /// is kept. Missing settings and groups are added at the end of the group
@@ -46,6 +57,7 @@ private:
     };
 
     std::size_t read_token(std::size_t at);
+    bool is_name(std::size_t token) const;
     std::size_t skip_value(std::size_t token) const;
     std::string_view text_of(const Token& token) const;
     std::optional<Place> find(const std::vector<std::string_view>& names) const;
@@ -58,9 +70,5 @@ private:
 
 /// The names of a dotted path.
 std::vector<std::string_view> path_names(std::string_view path);
-
-/// Whether a decimal or hexadecimal number without the suffix L is outside of
-/// 32 bits.
-bool is_cut_number(std::string_view literal);
 
 } // namespace nyx

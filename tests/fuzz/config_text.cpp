@@ -1,6 +1,7 @@
 // Two configurations, a NUL between them: as text, edited, and merged.
 #include "common/config_list_iterator.h"
 #include "config/port_ranges.h"
+#include "config/source_text.h"
 #include "config/tree_merge.h"
 #include "fuzz/target.h"
 
@@ -81,6 +82,7 @@ void fuzz_one(std::string_view input)
     nyx::AConfigurator first("", false);
     nyx::AConfigurator second("", false);
     nyx::parse_port_range(input.substr(0, end));
+    nyx::ConfigText(std::string(input)).cut_numbers();
     if (!read(input.substr(0, end), first))
         return;
     if (read(input.substr(std::min(end + 1, input.size())), second))

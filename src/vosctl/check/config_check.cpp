@@ -126,13 +126,10 @@ Findings check_tree(const libconfig::Config& config)
 Findings check_numbers(const std::string& text)
 {
     Findings findings;
-    const nyx::ConfigText parsed(text);
-    for (const auto& key : config::known_keys()) {
-        const auto value = parsed.value_of(key.path);
-        if (key.type == Setting::TypeInt && value && nyx::is_cut_number(*value))
-            findings.push_back({Severity::error, key.path,
-                                std::string(*value) +
-                                    " does not fit 32 bits: libconfig makes another number of it"});
+    for (const auto& number : nyx::ConfigText(text).cut_numbers()) {
+        const auto* key = config::find_known_key(number.path);
+        if (key != nullptr && key->type == Setting::TypeInt)
+            findings.push_back({Severity::error, number.path, number.fault, number.line});
     }
     return findings;
 }

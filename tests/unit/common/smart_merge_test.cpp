@@ -57,6 +57,8 @@ TEST_F(SmartMerge, refuses_what_it_can_not_read_or_would_replace)
         {m_folder.file("nul"), "line 1: syntax error"},
         {m_folder.file("deep"), "line 1: memory exhausted"},
         {m_folder.write("long", std::string(300000, ' ')), "longer than 256 KiB"},
+        {m_folder.write("cut", "a = 1;\nb = ( { c = 5000000000; } );"),
+         "line 2: b.[].c: 5000000000 does not fit 32 bits"},
         {m_folder.write("infinite", "f = 1e999;"), "could not be read again"},
         {m_folder.file("output.tmp"), "it would replace [" + m_folder.file("output.tmp") + "]"},
     };

@@ -21,3 +21,22 @@ TEST(ConfigText, sets_one_value_and_keeps_the_rest)
     for (const char* text : {"\"", "a = \"\\", "a = {", "@include", "/*", "a = ((", "}", "a ="})
         nyx::ConfigText(text).with_value("a.b", "9"); // whatever it makes of it, it ends
 }
+
+TEST(ConfigText, numbers_that_libconfig_cuts_are_found)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"a = 2147483648; b = -2147483649; c = 0x80000000", "a1 b1 c1 "},
+        {"g : { h = {\n a = +5000000000 } i = 1 };\nb = 5000000000", "g.h.a2 b3 "},
+        {"l = ( 1, [ 5000000000 ], { a = 5000000000; } )", "l.[].[]1 l.[].a1 "},
+        {"a = 9223372036854775808L; b = 0x10000000000000000LL", "a1 b1 "},
+        {"a = 2147483647; b = -2147483648; c = -9223372036854775808L; d = 0xFFFFFFFFFFFFFFFFL;"
+         "e = \"5000000000\"; f = 5000000000.0; g = 1e22; h = true; /* 5000000000 */ i = L;",
+         ""},
+    };
+    for (const auto& [text, want] : cases) {
+        std::string found;
+        for (const auto& number : nyx::ConfigText(text).cut_numbers())
+            found += number.path + std::to_string(number.line) + ' ';
+        EXPECT_EQ(found, want);
+    }
+}
