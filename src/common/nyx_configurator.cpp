@@ -7,16 +7,12 @@
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 
-#include <cxxabi.h>
-
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
 #include <new>
 #include <stdexcept>
-#include <typeinfo>
 #include <utility>
 
 namespace nyx {
@@ -38,43 +34,6 @@ std::string file_text(const std::string& path)
     if (!content)
         throw FileNotFound("Could not open configuration file - " + path);
     return std::move(*content);
-}
-
-/// The class name of `component`'s dynamic type, at most 511 characters. Throws
-/// std::bad_typeid for null.
-std::string class_name_of(const IReconfigure* component)
-{
-    constexpr std::size_t longest = 511;
-    const char* mangled = typeid(*component).name();
-    if (*mangled == '*')
-        ++mangled;
-    int status{};
-    const std::unique_ptr<char, decltype(&std::free)> demangled(
-        abi::__cxa_demangle(mangled, nullptr, nullptr, &status), &std::free);
-    return std::string(status == 0 ? demangled.get() : mangled).substr(0, longest);
-}
-
-/// Logs a component's failure; called from a catch clause.
-std::string log_component_failure(const IReconfigure* component)
-{
-    auto text =
-        "Exception caught in reloading configuration callback from: " + class_name_of(component);
-    logger().error(text);
-    return text;
-}
-
-/// Calls `step`; a std::runtime_error ends the reload, anything else only this
-/// component's part in it.
-template <typename Step>
-void run_step(const IReconfigure* component, Step step)
-{
-    try {
-        step();
-    } catch (const std::runtime_error&) {
-        throw std::runtime_error(log_component_failure(component));
-    } catch (...) {
-        log_component_failure(component);
-    }
 }
 
 } // namespace
@@ -158,46 +117,6 @@ void AConfigurator::reload_configuration()
     }
     reconfigure_components();
     post_reconfigure_components();
-}
-
-void AConfigurator::reconfigure_components()
-{
-    for (auto* component : m_callbacks) {
-        component->m_reconfigured = false;
-        run_step(component, [component] {
-            bool enabled = false;
-            const bool need = component->need_reconf(enabled);
-            logger().debug("Need reconf: ", need, " SVC enabled: ", enabled,
-                           " Is running: ", component->m_running);
-            if (!need && component->m_running == enabled)
-                return;
-            component->reconfigure();
-            component->m_reconfigured = true;
-            component->reload(enabled);
-        });
-    }
-}
-
-void AConfigurator::post_reconfigure_components()
-{
-    for (auto* component : m_callbacks)
-        if (component->m_reconfigured)
-            run_step(component, [component] { component->post_reconfigure(); });
-}
-
-void AConfigurator::register_reconfiguration_cb(IReconfigure* component)
-{
-    const bool known =
-        std::find(m_callbacks.begin(), m_callbacks.end(), component) != m_callbacks.end();
-    if (!known && !m_reconf_disabled)
-        m_callbacks.push_back(component);
-}
-
-void AConfigurator::unregister_reconfiguration_cb(IReconfigure* component)
-{
-    const auto found = std::find(m_callbacks.begin(), m_callbacks.end(), component);
-    if (found != m_callbacks.end())
-        m_callbacks.erase(found);
 }
 
 libconfig::Setting* AConfigurator::find_setting(const std::string& path) const

@@ -60,7 +60,9 @@ public:
     void reload_configuration();
 
     /// Adds `component` at the end, once. Not owned; must unregister before it
-    /// ends.
+    /// ends. May be called by a component that is being told of a reload: whom it
+    /// registers is told as well, and whom it unregisters, be it itself, is told
+    /// nothing more.
     void register_reconfiguration_cb(IReconfigure* component);
     void unregister_reconfiguration_cb(IReconfigure* component);
 
@@ -149,8 +151,12 @@ public:
 private:
     libconfig::Setting* find_list(const std::string& path) const;
     libconfig::Setting* find_array(const std::string& path) const;
+    template <typename Tell>
+    void tell_components(Tell tell);
+    void reconfigure_component(IReconfigure& component);
     void reconfigure_components();
     void post_reconfigure_components();
+    bool is_registered(const IReconfigure* component) const;
 
     std::string m_file_name;
     bool m_print_only;

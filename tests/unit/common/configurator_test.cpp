@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <stdexcept>
 
 using namespace nyx;
@@ -85,6 +86,22 @@ TEST_F(Reload, two_passes_in_registration_order)
     m_conf.unregister_reconfiguration_cb(&m_a);
     m_b.need = true;
     EXPECT_EQ(reload(), "b.reconfigure b.off b.post ");
+}
+
+TEST_F(Reload, who_leaves_meanwhile_is_told_no_more_and_who_comes_is)
+{
+    auto c = std::make_unique<Component>("c", m_told);
+    m_conf.register_reconfiguration_cb(c.get());
+    m_a.on_reconfigure = [this] {
+        m_conf.unregister_reconfiguration_cb(&m_a);
+        m_conf.unregister_reconfiguration_cb(&m_b);
+    };
+    c->on_reconfigure = [this, &c] {
+        m_conf.register_reconfiguration_cb(&m_b);
+        m_conf.unregister_reconfiguration_cb(c.get());
+        const auto last_use = std::move(c);
+    };
+    EXPECT_EQ(reload(), "a.reconfigure c.reconfigure b.reconfigure b.off b.post ");
 }
 
 TEST_F(Reload, runtime_error_of_a_component_ends_it_and_others_do_not)
