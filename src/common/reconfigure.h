@@ -31,12 +31,14 @@ public:
     virtual bool is_enabled() { return true; }
     /// Sends control message "reconfigure" to the component's own agent.
     virtual void reload_conf();
-    ~IReconfigure() override = default;
+    virtual ~IReconfigure() = default;
 
     /// Event callback: reconfigures the component `arg`.
     static void reconf_cb(int, short, void* arg);
+    /// The event that has it called, unarmed: for who wants this component
+    /// reconfigured later.
+    NYXEventLibEventTimer& reconf_event() { return m_reconf_event; }
 
-    bool is_running() const { return m_running; }
     const std::string& name() const { return m_name; }
 
 private:
@@ -44,8 +46,8 @@ private:
 
     bool m_running{false};
     std::string m_name;
-    NYXEventLibEventTimer m_reconf_event; ///< one-shot; armed by who wants a late reconfigure
-    bool m_reconfigured{false};           ///< the store's, during a reload
+    NYXEventLibEventTimer m_reconf_event;
+    bool m_reconfigured{false}; ///< the store's, during a reload
 };
 
 } // namespace nyx

@@ -104,6 +104,16 @@ TEST_F(Reload, who_leaves_meanwhile_is_told_no_more_and_who_comes_is)
     EXPECT_EQ(reload(), "a.reconfigure c.reconfigure b.reconfigure b.off b.post ");
 }
 
+TEST_F(Reload, component_reconfigures_itself_later)
+{
+    NYXEventBase base;
+    base.init();
+    m_a.on_reconfigure = [] { NYXEventBase::loop_break(); };
+    EXPECT_TRUE(m_a.reconf_event().charge(0));
+    base.dispatch();
+    EXPECT_EQ(m_told, "a.reconfigure a.post ");
+}
+
 TEST_F(Reload, runtime_error_of_a_component_ends_it_and_others_do_not)
 {
     m_a.on_reconfigure = [] { throw std::logic_error("component"); };

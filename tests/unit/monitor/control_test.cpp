@@ -78,7 +78,8 @@ TEST_F(Control, a_link_is_read_to_its_end_and_never_written_to_when_it_is_closed
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, other), 0);
     const platform::UniqueFd reused(other[0]), peer(other[1]);
     ASSERT_EQ(reused.get(), number) << "it was closed, and the lowest number is given";
-    EXPECT_FALSE(nyx::IDispatch().dispatch_msg(1)) << "written to a socket that is not the link";
+    struct Sender : nyx::IDispatch {};
+    EXPECT_FALSE(Sender().dispatch_msg(1)) << "written to a socket that is not the link";
 }
 
 } // namespace
