@@ -97,6 +97,15 @@ std::string consequence(const KnownKey& key)
     return value.empty() ? key.missing.follows : value + " is used";
 }
 
+const char* restart_text(const KnownKey& key)
+{
+    if (key.read_at != ReadAt::start)
+        return "";
+    return std::string_view(key.path).starts_with("Watchdog.")
+               ? "the supervisor (systemctl restart vos-monitor)"
+               : "the daemon (vosctl stop)";
+}
+
 const KnownKey* find_known_key(std::string_view path)
 {
     const auto* found = std::ranges::find(table, path, &KnownKey::path);

@@ -101,6 +101,10 @@ std::string fallback_text(const KnownKey& key);
 /// default.
 std::string consequence(const KnownKey& key);
 
+/// What has to start anew before a change of `key` counts, and how that is done;
+/// empty when a reload is enough.
+const char* restart_text(const KnownKey& key);
+
 /// The entry of `path`; null when there is none.
 const KnownKey* find_known_key(std::string_view path);
 

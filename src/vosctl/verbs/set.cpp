@@ -63,6 +63,17 @@ std::string edited(const std::string& text, const std::string& path, const std::
     return *changed;
 }
 
+/// Of a key that no reload changes.
+void tell_when_it_counts(const std::string& path)
+{
+    const auto* key = config::find_known_key(path);
+    if (key == nullptr)
+        std::cerr << "vosctl set: no program of the node reads " << path << '\n';
+    else if (const std::string program = config::restart_text(*key); !program.empty())
+        std::cerr << "vosctl set: " << path << " is read at start only: it counts at the next start"
+                  << " of " << program << '\n';
+}
+
 int run(const CommandLine& line)
 {
     if (line.arguments.size() != 2)
@@ -79,8 +90,7 @@ int run(const CommandLine& line)
                   << '\n';
         return exit_failed;
     }
-    if (config::find_known_key(path) == nullptr)
-        std::cerr << "vosctl set: no program of the node reads " << path << '\n';
+    tell_when_it_counts(path);
     return exit_done;
 }
 
@@ -96,8 +106,9 @@ constinit const Verb set_verb{
             "one the type that it has; a new one is a boolean, a number or a text, as VALUE\n"
             "looks. Refused: a value of another type or one that \"vosctl check\" calls an\n"
             "error, a file that does not parse, and what lies in a list, an array or an\n"
-            "included file. The daemon follows at the next reload; what is read at start\n"
-            "only counts after a restart.\n",
+            "included file. The daemon follows at the next reload; a key that is read at\n"
+            "start only, as Monitoring.report_path, counts at the next start, and the verb\n"
+            "says of which program.\n",
     .run = run,
 };
 
