@@ -35,10 +35,11 @@ constexpr const char* by_default = "its default is used";
 constexpr KnownKey table[] = {
     {key::vos_id, TypeString, "", reload, no_start, filled},
     {key::vos_public_ip, TypeString, "", reload, no_start, filled},
-    {key::datacenter_id, TypeString, "", reload, no_data_center, filled},
+    {key::datacenter_id, TypeString, "", reload, no_data_center, query_value},
     {key::zel_report_url, TypeString, "scheme://host:port", use, not_sent, url},
     {key::zel_http_client_timeout_sec, TypeInt, "s", use, not_sent, any, 1,
-     "a post to a silent server never ends"},
+     "a post to a silent server never ends", error, 2147483,
+     "libcurl takes 2147483 at most, and no report is sent"},
     {key::hmac_secret, TypeString, "from vosctl seal", use, not_signed, filled},
     {key::hmac_timeout, TypeInt, "ms", use, not_signed, any, 1, not_signed.follows},
     {key::hmac_key_file, TypeString, "path", use, otherwise(default_hmac_key_file), filled},

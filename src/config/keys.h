@@ -68,7 +68,7 @@ enum class ReadAt {
 };
 
 /// What the text of a setting has to look like.
-enum class TextForm { any, filled, url, server_path, json };
+enum class TextForm { any, filled, url, server_path, query_value, json };
 
 /// What comes of a key that is missing or of another type: its default is taken,
 /// or something follows.
@@ -89,6 +89,8 @@ struct KnownKey { // NOLINT(clang-analyzer-optin.performance.Padding): as the ta
     int least{INT_MIN};             ///< smallest number that does no harm
     const char* too_small{""};      ///< what follows below that
     Severity harm{Severity::error}; ///< how bad that is
+    int most{INT_MAX};              ///< largest number that its reader takes
+    const char* too_large{""};      ///< what follows above that: an error
 };
 
 /// The table.

@@ -15,6 +15,7 @@ namespace {
 constexpr int dns_retries = 2;
 constexpr unsigned int ns_timeout_ms = 3000;
 constexpr unsigned int no_ttl_cap = 0;
+static_assert(silent_name_server_ms == (1 + dns_retries) * ns_timeout_ms);
 
 SupLogger& logger()
 {

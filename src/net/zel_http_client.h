@@ -17,6 +17,9 @@
 
 namespace nyx {
 
+/// How long a request waits for a name server that does not answer.
+constexpr unsigned int silent_name_server_ms = 9000;
+
 /// At most one request at a time: resolving, then sending, then idle. The
 /// request goes to the resolved address, with the name in its "Host" header.
 /// Where the server was last found is kept in the persistent hosts file, and is

@@ -3,18 +3,14 @@
 #include "config/keys.h"
 #include "config/setting_copy.h"
 #include "config/source_text.h"
-#include "platform/variant/variant.h"
-#include "text/result.h"
-#include "text/server_url.h"
-#include "text/words.h"
+#include "vosctl/check/text_forms.h"
 
-#include <exception>
+#include <cstdint>
 
 namespace vosctl {
 
 namespace {
 
-using config::TextForm;
 using libconfig::Setting;
 
 std::string wrong_type(const Setting& setting, Setting::Type wanted)
@@ -23,40 +19,13 @@ std::string wrong_type(const Setting& setting, Setting::Type wanted)
            nyx::type_text(wanted);
 }
 
-text::Outcome check_url(const std::string& value)
+void check_number(int value, const config::KnownKey& key, unsigned int line, Findings& findings)
 {
-    const auto url = text::split_server_url(value);
-    if (!url || url->host.empty() || url->host == url->port)
-        return text::Failure{"is no URL of the form scheme://host:port"};
-    if (url->scheme != "http" && url->scheme != "https")
-        return text::Failure{"has a scheme other than https and http"};
-    const auto port = text::to_number<std::uint16_t>(url->port);
-    if (!port || *port == 0)
-        return text::Failure{"has no port number from 1 to 65535 at its end"};
-    return text::done();
-}
-
-text::Outcome check_json(const std::string& value)
-{
-    try {
-        libvariant::read_json(value);
-        return text::done();
-    } catch (const std::exception&) {
-        return text::Failure{"is no JSON document"};
-    }
-}
-
-text::Outcome check_string(const std::string& value, TextForm form)
-{
-    if (form == TextForm::url)
-        return check_url(value);
-    if (form == TextForm::json)
-        return check_json(value);
-    if (form == TextForm::server_path && !value.starts_with('/'))
-        return text::Failure{"does not begin with \"/\""};
-    if (form == TextForm::filled && value.empty())
-        return text::Failure{"is empty"};
-    return text::done();
+    const auto is = "is " + std::to_string(value) + ": ";
+    if (value < key.least)
+        findings.push_back({key.harm, key.path, is + key.too_small, line});
+    else if (value > key.most)
+        findings.push_back({Severity::error, key.path, is + key.too_large, line});
 }
 
 void check_value(const Setting& setting, const config::KnownKey& key, Findings& findings)
@@ -69,15 +38,31 @@ void check_value(const Setting& setting, const config::KnownKey& key, Findings& 
         return;
     }
     if (key.type == Setting::TypeInt) {
-        const int value = setting;
-        if (value < key.least)
-            findings.push_back({key.harm, key.path,
-                                "is " + std::to_string(value) + ": " + key.too_small,
-                                setting.getSourceLine()});
+        check_number(setting, key, setting.getSourceLine(), findings);
     } else if (key.type == Setting::TypeString) {
-        if (const auto fits = check_string(setting, key.form); !fits)
+        if (const auto fits = check_text(setting, key.form); !fits)
             findings.push_back({Severity::error, key.path, fits.reason(), setting.getSourceLine()});
     }
+}
+
+/// A post is driven on at each poll, and ends where its time-out does.
+void check_polls(const libconfig::Config& config, Findings& findings)
+{
+    constexpr std::int64_t polls = 6; // to connect, agree on TLS, send and get the answer
+    constexpr std::int64_t ms_per_s = 1000;
+    int rate_ms = 0;
+    int timeout_s = 0;
+    if (!config.lookupValue(config::key::polling_rate_ms, rate_ms) ||
+        !config.lookupValue(config::key::zel_http_client_timeout_sec, timeout_s) ||
+        timeout_s <= 0 || polls * rate_ms <= timeout_s * ms_per_s)
+        return;
+    findings.push_back(
+        {Severity::warning, config::key::polling_rate_ms,
+         "is " + std::to_string(rate_ms) + ": a post takes up to " + std::to_string(polls) +
+             " polls, and is given up after the " + std::to_string(timeout_s) + " s of " +
+             config::key::zel_http_client_timeout_sec + ": reports get lost; set at most " +
+             std::to_string(timeout_s * ms_per_s / polls) + ", or a longer time-out",
+         config.lookup(config::key::polling_rate_ms).getSourceLine()});
 }
 
 void report_unknown(const Setting& setting, Findings& findings)
@@ -120,6 +105,7 @@ Findings check_tree(const libconfig::Config& config)
             findings.push_back(
                 {key.missing.severity, key.path, "missing: " + config::consequence(key)});
     }
+    check_polls(config, findings);
     return findings;
 }
 

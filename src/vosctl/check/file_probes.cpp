@@ -1,9 +1,13 @@
 #include "vosctl/check/file_probes.h"
 
 #include "config/keys.h"
+#include "net/ns_manager.h"
+#include "net/zel_http_client.h"
 #include "platform/crypto/sealed_secret.h"
 #include "platform/file/text_file.h"
 #include "text/result.h"
+#include "text/server_url.h"
+#include "utils/nyx_helper.h"
 #include "vosctl/check/log_files.h"
 
 #include <sys/stat.h>
@@ -11,6 +15,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <list>
 #include <string>
 
 namespace vosctl {
@@ -130,6 +135,35 @@ void probe_local_report(const libconfig::Config& config, Findings& findings)
                             path + ": " + writable.reason() + ": there is no local copy"});
 }
 
+/// Whether the machine has to ask name servers for `host`.
+bool is_asked_for(const std::string& host)
+{
+    std::list<in_addr> known;
+    return !nyx::Helper::is_valid_ip_address(host) &&
+           !nyx::Helper::try_static_resolution(host, known);
+}
+
+/// A report that waits for its name gives way to the next one.
+void probe_name_servers(const libconfig::Config& config, Findings& findings)
+{
+    int period_ms = 0;
+    config.lookupValue(config::key::report_freq, period_ms);
+    const auto url = text::split_server_url(string_at(config, url_key));
+    if (period_ms <= 0 || !url || !is_asked_for(url->host))
+        return;
+    const auto servers = nyx::NSManeger::load_initial_ns().size();
+    const auto longest_ms = servers * nyx::silent_name_server_ms;
+    if (static_cast<unsigned>(period_ms) < longest_ms)
+        findings.push_back(
+            {Severity::note, config::key::report_freq,
+             "is " + std::to_string(period_ms) + ", less than the " + std::to_string(longest_ms) +
+                 " ms that " + std::to_string(servers) +
+                 " silent name servers take: each report "
+                 "replaces the one before while that waits for its name, and a node that never "
+                 "found the server sends none; set that much, or an address in " +
+                 url_key});
+}
+
 } // namespace
 
 Findings probe_files(const libconfig::Config& config)
@@ -140,6 +174,7 @@ Findings probe_files(const libconfig::Config& config)
     probe_log(config, config::key::log_config_file, findings);
     probe_log(config, config::key::watchdog_log_config_file, findings);
     probe_local_report(config, findings);
+    probe_name_servers(config, findings);
     return findings;
 }
 

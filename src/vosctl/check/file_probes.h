@@ -11,7 +11,8 @@ namespace vosctl {
 constexpr const char* unsealed_secret = "v1:replace-this-by-the-output-of-vosctl-seal";
 
 /// Findings about files: key file, secret, client certificate, log settings
-/// with their log files, local report. Relative paths are relative to the
+/// with their log files, local report, and the name servers that there are for
+/// the server's name. Relative paths are relative to the
 /// working directory. Creates and changes nothing.
 ///
 /// What only sending needs and the configuration does not name, the default
