@@ -5,7 +5,8 @@
 /// libevent_gives_up().
 void route_libevent_messages();
 
-/// Writes a message of libevent to the log, category "libevent".
+/// Writes a message of libevent to the log, category "libevent". Leaves errno as it
+/// is: libevent warns of a failed call before its caller looks why it failed.
 void libevent_event_log_cpp(int severity, const char* message);
 
 /// Ends the process when libevent can not go on, which it has logged: with

@@ -203,7 +203,11 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
     if (priority >= 0 && priority <= event_base_get_npriorities(the_base))
         event_priority_set(&m_event, priority);
     if (event_add(&m_event, timeout) != 0) {
-        logger().error("Failed to ", was_pending ? "recharged" : "add", " event. errno: ", errno);
+        const int error = errno;
+        // libevent's debug mode takes it for added all the same, and would end the
+        // process once it is armed again or goes.
+        event_del(&m_event);
+        logger().error("Failed to ", was_pending ? "recharged" : "add", " event. errno: ", error);
         return false;
     }
     if (timeout != nullptr)

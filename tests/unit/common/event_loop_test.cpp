@@ -1,11 +1,13 @@
 #include "common/buffer_event.h"
 #include "common/loop_stall.h"
 #include "common/nyx_libevent.h"
+#include "platform/file/unique_fd.h"
 #include "support/captured_log.h"
 
 #include <gtest/gtest.h>
 
 #include <malloc.h>
+#include <sys/mman.h>
 
 #include <csignal>
 #include <stdexcept>
@@ -56,6 +58,22 @@ TEST_F(EventLoop, adding_a_pending_timer_charges_it_again)
     EXPECT_TRUE(timer.add(-1, 60000, 2)) << "a priority equal to the count keeps the default";
     EXPECT_TRUE(timer.del(true));
     EXPECT_EQ(m_log.count("Event removed"), 1);
+}
+
+TEST_F(EventLoop, a_refused_event_may_be_armed_again_and_may_go)
+{
+    int ends[2], fired = 0;
+    ASSERT_EQ(::pipe(ends), 0);
+    const platform::UniqueFd in(ends[0]), out(ends[1]), file(::memfd_create("regular", 0));
+    NYXEventLibEvent event(event_readable, count_and_break, &fired);
+    EXPECT_FALSE(event.add(file.get(), -1) || event.add(file.get(), 1000, -1));
+    EXPECT_TRUE(event.add(in.get(), -1)) << "as it was never added, it is not recharged";
+    EXPECT_FALSE(event.add(file.get(), -1) || event.is_pending());
+    EXPECT_EQ(m_log.count("Failed to add event. errno: 1\n"), 2);
+    EXPECT_EQ(m_log.count("Failed to recharged event. errno: 1\n"), 1);
+    EXPECT_TRUE(event.add(in.get(), -1) && ::write(out.get(), "x", 1) == 1);
+    m_base.dispatch();
+    EXPECT_EQ(fired, 1);
 }
 
 TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
