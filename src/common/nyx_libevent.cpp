@@ -34,6 +34,13 @@ SupLogger& logger()
     throw std::runtime_error(text);
 }
 
+int count_priorities()
+{
+    if (the_base == nullptr)
+        fail("Exception in get_event_base_priorities");
+    return event_base_get_npriorities(the_base);
+}
+
 } // namespace
 
 // ---- NYXEventBase
@@ -76,9 +83,7 @@ void NYXEventBase::set_event_base_priorities(int n)
 
 int NYXEventBase::get_event_base_priorities() const
 {
-    if (the_base == nullptr)
-        fail("Exception in get_event_base_priorities");
-    return event_base_get_npriorities(the_base);
+    return count_priorities();
 }
 
 void NYXEventBase::enable_debug_mode()
@@ -200,7 +205,7 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
     event_assign(&m_event, the_base, fd, m_flags, forward, this);
     // A priority equal to the count is passed on too; libevent refuses it and
     // the default stays.
-    if (priority >= 0 && priority <= event_base_get_npriorities(the_base))
+    if (priority >= 0 && priority <= count_priorities())
         event_priority_set(&m_event, priority);
     if (event_add(&m_event, timeout) != 0) {
         const int error = errno;

@@ -131,7 +131,8 @@ public:
     bool del(bool log);
 
     /// Arms the event on `fd` with a time-out of `ms` milliseconds. A priority
-    /// of -1 keeps the default. False, and one error record, on failure.
+    /// of -1 keeps the default; any other throws std::runtime_error without a
+    /// base. False, and one error record, on failure.
     bool add(int fd, unsigned int ms, int priority);
     /// The same without a time-out.
     bool add(int fd, int priority);

@@ -40,6 +40,7 @@ TEST(EventBase, misuse_throws)
     NYXEventBase base;
     EXPECT_THROW(base.dispatch(), std::runtime_error);
     EXPECT_THROW(base.get_event_base_priorities(), std::runtime_error);
+    EXPECT_THROW(NYXEventLibEventTimer(nullptr, nullptr, -1).add(-1, 1, 0), std::runtime_error);
     EXPECT_THROW(base.alloc_conn_listener(0, 0, nullptr, nullptr), std::runtime_error);
     base.init();
     EXPECT_THROW(base.init(), std::runtime_error);
