@@ -2,6 +2,8 @@
 
 #include "platform/logger/sup_logger.h"
 
+#include <fcntl.h>
+
 #include <atomic>
 #include <cassert>
 #include <cerrno>
@@ -19,6 +21,7 @@ static_assert(event_timed_out == EV_TIMEOUT && event_readable == EV_READ &&
 namespace {
 
 event_base* the_base = nullptr;
+bool debug_mode = false;
 std::atomic<std::thread::id> loop_thread; ///< while dispatch() runs; else nobody's
 std::exception_ptr thrown_by_callback;
 LoopStall stall;
@@ -39,6 +42,22 @@ int count_priorities()
     if (the_base == nullptr)
         fail("Exception in get_event_base_priorities");
     return event_base_get_npriorities(the_base);
+}
+
+/// Makes `fd` fit for an event; false, and one error record, when it is not.
+/// Descriptor 0 is left as it is: a blocking standard input is shared with
+/// whoever started the process. libevent's debug mode ends the process on one.
+bool make_fit(int fd)
+{
+    if (fd == 0 && debug_mode && (::fcntl(fd, F_GETFL) & O_NONBLOCK) == 0) {
+        logger().error("Failed to add event. Descriptor 0 is a blocking one");
+        return false;
+    }
+    if (fd < 1 || evutil_make_socket_nonblocking(fd) == 0)
+        return true;
+    const int error = errno;
+    logger().error("Failed to set socket as non-blocking. errno: ", error);
+    return false;
 }
 
 } // namespace
@@ -89,6 +108,7 @@ int NYXEventBase::get_event_base_priorities() const
 void NYXEventBase::enable_debug_mode()
 {
     event_enable_debug_mode();
+    debug_mode = true;
 }
 
 void NYXEventBase::assert_loop_thread()
@@ -194,14 +214,8 @@ bool NYXEventLibEvent::add(int fd, int priority)
 bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority)
 {
     const bool was_pending = is_pending();
-    if (!del(false))
+    if (!del(false) || ((m_flags & event_signalled) == 0 && !make_fit(fd)))
         return false;
-    // Descriptor 0 is left as it is: a blocking standard input is shared with
-    // whoever started the process.
-    if (!(m_flags & event_signalled) && fd >= 1 && evutil_make_socket_nonblocking(fd) != 0) {
-        logger().error("Failed to set socket as non-blocking. errno: ", errno);
-        return false;
-    }
     event_assign(&m_event, the_base, fd, m_flags, forward, this);
     // A priority equal to the count is passed on too; libevent refuses it and
     // the default stays.
@@ -270,27 +284,10 @@ void NYXEventLibEvent::run_other_events_of_signal(int signal)
     }
 }
 
-// ---- the kinds of events
-
-NYXEventLibEventTimer::NYXEventLibEventTimer(EventCallback callback, void* arg, int fd)
-    : NYXEventLibEvent(event_timed_out, callback, arg), m_fd(fd)
-{
-}
-
 bool NYXEventLibEventTimer::charge(unsigned int ms)
 {
     NYXEventBase::update_cache_time();
     return add(m_fd, ms, -1);
-}
-
-NYXEventLibEventPersistTimer::NYXEventLibEventPersistTimer(EventCallback callback, void* arg)
-    : NYXEventLibEvent(event_timed_out | event_persistent, callback, arg)
-{
-}
-
-NYXEventLibEventSignal::NYXEventLibEventSignal(int signal, EventCallback callback, void* arg)
-    : NYXEventLibEvent(event_signalled | event_persistent, callback, arg), m_signal(signal)
-{
 }
 
 } // namespace nyx

@@ -85,8 +85,9 @@ public:
     static bool is_initialized() { return raw() != nullptr; }
     /// The libevent base, null before init(). For the wrappers of this library.
     static event_base* raw();
-    /// Has libevent check how it is used; before init(). What is wrong ends the
-    /// process.
+    /// Has libevent check how it is used; before init(), and once. What is wrong
+    /// ends the process, but for an event on a blocking descriptor 0: its add()
+    /// fails.
     static void enable_debug_mode();
     /// In builds with assertions: ends the process when a loop runs and this is
     /// not its thread.
@@ -158,7 +159,10 @@ private:
 /// A one-shot timer.
 class NYXEventLibEventTimer : public NYXEventLibEvent {
 public:
-    NYXEventLibEventTimer(EventCallback callback, void* arg, int fd);
+    NYXEventLibEventTimer(EventCallback callback, void* arg, int fd)
+        : NYXEventLibEvent(event_timed_out, callback, arg), m_fd(fd)
+    {
+    }
 
     /// Fires once, `ms` milliseconds from now; 0 means on the next loop turn.
     bool charge(unsigned int ms);
@@ -170,13 +174,19 @@ private:
 /// A timer that fires every `ms` of its add() until it is deleted.
 class NYXEventLibEventPersistTimer : public NYXEventLibEvent {
 public:
-    NYXEventLibEventPersistTimer(EventCallback callback, void* arg);
+    NYXEventLibEventPersistTimer(EventCallback callback, void* arg)
+        : NYXEventLibEvent(event_timed_out | event_persistent, callback, arg)
+    {
+    }
 };
 
 /// A signal event; it stays armed after each delivery.
 class NYXEventLibEventSignal : public NYXEventLibEvent {
 public:
-    NYXEventLibEventSignal(int signal, EventCallback callback, void* arg);
+    NYXEventLibEventSignal(int signal, EventCallback callback, void* arg)
+        : NYXEventLibEvent(event_signalled | event_persistent, callback, arg), m_signal(signal)
+    {
+    }
 
     /// The signal that this event is for.
     int signal() const { return m_signal; }

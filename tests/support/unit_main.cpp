@@ -1,10 +1,15 @@
 // One main for all unit tests: libevent's debug mode is on, as in the daemon.
-#include <event2/event.h>
+#if __has_include("common/nyx_libevent.h") // where the library under test knows events
+#include "common/nyx_libevent.h"
+#endif
+
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    event_enable_debug_mode();
+#if __has_include("common/nyx_libevent.h")
+    nyx::NYXEventBase::enable_debug_mode();
+#endif
     return RUN_ALL_TESTS();
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/mman.h>
 
@@ -75,6 +76,23 @@ TEST_F(EventLoop, a_refused_event_may_be_armed_again_and_may_go)
     EXPECT_TRUE(event.add(in.get(), -1) && ::write(out.get(), "x", 1) == 1);
     m_base.dispatch();
     EXPECT_EQ(fired, 1);
+}
+
+TEST_F(EventLoop, descriptor_0_stays_as_it_is_and_gets_no_event_while_it_blocks)
+{
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const platform::UniqueFd in(ends[0]), out(ends[1]), kept(::dup(0));
+    ::dup2(in.get(), 0);
+    NYXEventLibEvent event(event_readable, count_and_break, nullptr);
+    for (const int flag : {0, O_NONBLOCK}) {
+        ::fcntl(0, F_SETFL, flag);
+        EXPECT_EQ(event.add(0, -1), flag != 0);
+        EXPECT_EQ(::fcntl(0, F_GETFL) & O_NONBLOCK, flag);
+    }
+    event.del(false);
+    EXPECT_EQ(::dup2(kept.get(), 0), 0);
+    EXPECT_EQ(m_log.text(), "Failed to add event. Descriptor 0 is a blocking one\n");
 }
 
 TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
