@@ -186,15 +186,15 @@ bool NYXEventLibEvent::is_pending() const
 bool NYXEventLibEvent::del(bool log)
 {
     NYXEventBase::assert_loop_thread();
-    if (!is_pending())
-        return true;
-    if (event_del(&m_event) != 0) {
+    const bool was_pending = is_pending();
+    if (was_pending && event_del(&m_event) != 0) {
+        const int error = errno;
         if (log)
-            logger().error("Failed to delete event. errno: ", errno);
+            logger().error("Failed to delete event. errno: ", error);
         return false;
     }
-    forget_signal_event();
-    if (log)
+    forget_signal_event(); // also one whose base went before it
+    if (log && was_pending)
         logger().trace("Event removed");
     return true;
 }
@@ -250,10 +250,13 @@ void NYXEventLibEvent::forget_signal_event()
 
 void NYXEventLibEvent::forward(int fd, short flags, void* self)
 {
-    const auto& event = *static_cast<NYXEventLibEvent*>(self);
-    // One that persists is armed again by libevent: when it is due is not known here.
-    if ((flags & event_timed_out) != 0 && (event.m_flags & event_persistent) == 0)
-        stall.timer_ran(event.m_due, LoopStall::Clock::now());
+    auto& event = *static_cast<NYXEventLibEvent*>(self);
+    if ((event.m_flags & event_persistent) == 0) {
+        event.forget_signal_event();
+        // One that persists is armed again by libevent: when it is due is not known here.
+        if ((flags & event_timed_out) != 0)
+            stall.timer_ran(event.m_due, LoopStall::Clock::now());
+    }
     // Copies: the callback may destroy the event.
     const auto callback = event.m_callback;
     auto* const arg = event.m_arg;
@@ -277,7 +280,9 @@ void NYXEventLibEvent::run_other_events_of_signal(int signal)
             other = other->m_next_signal_event;
             continue;
         }
-        other->add(signal, -1); // no longer active, armed as before
+        other->del(false); // no longer active
+        if ((other->m_flags & event_persistent) != 0)
+            other->add(signal, -1);
         NYXEventBase::run_guarded(
             [&] { other->m_callback(signal, event_signalled, other->m_arg); });
         other = first_signal_event; // the callback may have changed the list

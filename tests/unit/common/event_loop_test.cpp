@@ -111,6 +111,27 @@ TEST_F(EventLoop, broken_loop_still_serves_every_event_of_the_signal)
     EXPECT_EQ(first + second + other, 3) << "the first delivery must not be served again";
 }
 
+TEST_F(EventLoop, one_shot_signal_event_is_served_once_each_time_that_it_is_armed)
+{
+    int once = 0, always = 0;
+    NYXEventLibEventSignal lasting(SIGIO, count_and_break, &always);
+    for (const bool lasting_first : {false, true}) {
+        NYXEventLibEvent event(event_signalled, count_and_break, &once);
+        for (int i = 0; i < 2; ++i) {
+            ASSERT_TRUE(lasting.add(SIGIO, -1) && event.add(SIGIO, -1));
+            ASSERT_TRUE(!lasting_first || lasting.add(SIGIO, -1))
+                << "the last added is served first";
+            for (int raised = 0; raised < 2; ++raised) {
+                std::raise(SIGIO);
+                m_base.dispatch();
+            }
+        }
+    }
+    std::raise(SIGIO);
+    m_base.dispatch();
+    EXPECT_EQ(std::pair(once, always), std::pair(4, 9));
+}
+
 TEST_F(EventLoop, what_a_callback_throws_comes_out_of_dispatch)
 {
     NYXEventLibEventTimer timer([](int, short, void*) { throw std::out_of_range("thrown"); },
