@@ -1,5 +1,6 @@
 #include "common/buffer_event.h"
 
+#include "platform/file/unique_fd.h"
 #include "platform/logger/sup_logger.h"
 
 #include <netinet/in.h>
@@ -27,8 +28,14 @@ bool succeeded(int result, const char* error_text)
 {
     if (result >= 0)
         return true;
-    logger().error(error_text, errno);
+    const int error = errno;
+    logger().error(error_text, error);
     return false;
+}
+
+int set_mark(int fd, int value)
+{
+    return ::setsockopt(fd, SOL_SOCKET, SO_MARK, &value, sizeof value);
 }
 
 sockaddr_in ipv4_address(unsigned int ip, unsigned short port)
@@ -104,20 +111,26 @@ bool NYXBufferEvent::socket_connect(unsigned int ip, unsigned short port, int ma
 {
     if (mark_value < 0)
         return socket_connect(ip, port);
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (!succeeded(fd, "Error in socket. errno: "))
+    platform::UniqueFd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!succeeded(socket.get(), "Error in socket. errno: "))
         return false;
-    // From here on the buffer event owns the socket, whatever fails.
-    bufferevent_setfd(m_buffer, fd);
-    if (evutil_make_socket_nonblocking(fd) != 0) {
+    if (evutil_make_socket_nonblocking(socket.get()) != 0) {
         logger().error("Error in evutil_make_socket_nonblocking");
         return false;
     }
-    if (!mark(mark_value)) {
-        logger().error("Error in setsockopt SO_MARK, errno: ", errno);
+    if (!succeeded(set_mark(socket.get(), mark_value), "Error in setsockopt SO_MARK, errno: "))
         return false;
-    }
-    return socket_connect(ip, port);
+    take_socket(socket.release());
+    if (socket_connect(ip, port))
+        return true;
+    take_socket(-1);
+    return false;
+}
+
+void NYXBufferEvent::take_socket(int fd)
+{
+    const platform::UniqueFd before(get_fd());
+    bufferevent_setfd(m_buffer, fd);
 }
 
 int NYXBufferEvent::get_fd() const
@@ -127,7 +140,7 @@ int NYXBufferEvent::get_fd() const
 
 bool NYXBufferEvent::mark(int value)
 {
-    return ::setsockopt(get_fd(), SOL_SOCKET, SO_MARK, &value, sizeof value) == 0;
+    return set_mark(get_fd(), value) == 0;
 }
 
 void NYXBufferEvent::forward_read(bufferevent*, void* self)

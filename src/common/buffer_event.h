@@ -41,7 +41,8 @@ public:
 
     /// Starts to connect. `ip` is in network order, `port` in host order.
     bool socket_connect(unsigned int ip, unsigned short port);
-    /// The same on a socket with the firewall mark `mark`; none when negative.
+    /// The same on a new socket with the firewall mark `mark`; none when negative.
+    /// The socket is closed when it fails.
     bool socket_connect(unsigned int ip, unsigned short port, int mark);
 
     int get_fd() const;
@@ -49,6 +50,10 @@ public:
     bool mark(int value);
 
 private:
+    /// Makes `fd` its socket, -1 for none, and closes the one before, which libevent
+    /// would leave open.
+    void take_socket(int fd);
+
     static void forward_read(bufferevent*, void* self);
     static void forward_write(bufferevent*, void* self);
     static void forward_event(bufferevent*, short events, void* self);

@@ -197,6 +197,24 @@ TEST_F(EventLoop, buffered_connection_carries_data_both_ways)
     EXPECT_EQ(std::string(echo.answer, 4), "ping");
 }
 
+TEST_F(EventLoop, marked_sockets_are_closed_when_they_fail_or_another_takes_their_place)
+{
+    const auto buffer = m_base.alloc_buffer_event(-1, nullptr, nullptr, nullptr, nullptr);
+    const int unused = platform::UniqueFd(::dup(2)).get(), value = 7;
+    const platform::UniqueFd probe(::socket(AF_INET, SOCK_STREAM, 0));
+    const bool may_mark = ::setsockopt(probe.get(), SOL_SOCKET, SO_MARK, &value, sizeof value) == 0;
+    for (const bool connects : {true, true, false}) {
+        const auto address = connects ? htonl(INADDR_LOOPBACK) : INADDR_BROADCAST;
+        EXPECT_EQ(buffer->socket_connect(address, 9, value), connects && may_mark);
+        int mark = 0;
+        socklen_t size = sizeof mark;
+        ::getsockopt(buffer->get_fd(), SOL_SOCKET, SO_MARK, &mark, &size);
+        EXPECT_EQ(mark, connects && may_mark ? value : 0);
+    }
+    EXPECT_EQ(std::pair(buffer->get_fd(), platform::UniqueFd(::dup(2)).get()),
+              std::pair(-1, unused + 1));
+}
+
 } // namespace
 
 TEST(EventLoopDeathTest, another_thread_is_told_that_the_loop_is_not_its_own)
