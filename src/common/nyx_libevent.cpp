@@ -22,6 +22,7 @@ namespace {
 
 event_base* the_base = nullptr;
 bool debug_mode = false;
+bool refused_a_signal = false;
 std::atomic<std::thread::id> loop_thread; ///< while dispatch() runs; else nobody's
 std::exception_ptr thrown_by_callback;
 LoopStall stall;
@@ -66,7 +67,9 @@ bool make_fit(int fd)
 
 NYXEventBase::~NYXEventBase()
 {
-    if (the_base != nullptr)
+    // When a signal event is refused libevent leaves one of its own half armed, and its
+    // debug mode takes freeing the base for misuse then. The process ends anyway.
+    if (the_base != nullptr && !refused_a_signal)
         event_base_free(std::exchange(the_base, nullptr));
 }
 
@@ -226,6 +229,7 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
         // libevent's debug mode takes it for added all the same, and would end the
         // process once it is armed again or goes.
         event_del(&m_event);
+        refused_a_signal = refused_a_signal || (m_flags & event_signalled) != 0;
         logger().error("Failed to ", was_pending ? "recharged" : "add", " event. errno: ", error);
         return false;
     }
@@ -241,11 +245,11 @@ bool NYXEventLibEvent::internal_add(int fd, const timeval* timeout, int priority
 
 void NYXEventLibEvent::forget_signal_event()
 {
-    for (auto** link = &first_signal_event; *link != nullptr; link = &(*link)->m_next_signal_event)
-        if (*link == this) {
-            *link = m_next_signal_event;
-            return;
-        }
+    auto** link = &first_signal_event;
+    while (*link != nullptr && *link != this)
+        link = &(*link)->m_next_signal_event;
+    if (*link != nullptr)
+        *link = m_next_signal_event;
 }
 
 void NYXEventLibEvent::forward(int fd, short flags, void* self)
@@ -270,29 +274,21 @@ void NYXEventLibEvent::forward(int fd, short flags, void* self)
 /// one delivery is to reach every event on the signal all the same.
 void NYXEventLibEvent::run_other_events_of_signal(int signal)
 {
-    const auto waits = [signal](const NYXEventLibEvent* event) {
-        return event->m_event.ev_fd == signal &&
-               (event->m_event.ev_evcallback.evcb_flags & EVLIST_ACTIVE) != 0;
+    const auto next_waiting = [signal] {
+        auto* event = first_signal_event;
+        while (event != nullptr && (event->m_event.ev_fd != signal ||
+                                    (event->m_event.ev_evcallback.evcb_flags & EVLIST_ACTIVE) == 0))
+            event = event->m_next_signal_event;
+        return event;
     };
-    auto* other = first_signal_event;
-    while (other != nullptr) {
-        if (!waits(other)) {
-            other = other->m_next_signal_event;
-            continue;
-        }
+    // From the list's begin each time: the callback may have changed it.
+    while (auto* const other = next_waiting()) {
         other->del(false); // no longer active
         if ((other->m_flags & event_persistent) != 0)
             other->add(signal, -1);
         NYXEventBase::run_guarded(
             [&] { other->m_callback(signal, event_signalled, other->m_arg); });
-        other = first_signal_event; // the callback may have changed the list
     }
-}
-
-bool NYXEventLibEventTimer::charge(unsigned int ms)
-{
-    NYXEventBase::update_cache_time();
-    return add(m_fd, ms, -1);
 }
 
 } // namespace nyx

@@ -44,7 +44,8 @@ public:
     NYXEventBase() = default;
     NYXEventBase(const NYXEventBase&) = delete;
     NYXEventBase& operator=(const NYXEventBase&) = delete;
-    /// Frees the base. Events must have been deleted or destroyed before.
+    /// Frees the base, unless a signal event was refused; it lasts to the end of the
+    /// process then. Events must have been deleted or destroyed before.
     virtual ~NYXEventBase();
 
     /// Creates the base. Throws std::runtime_error when it exists already or
@@ -165,7 +166,11 @@ public:
     }
 
     /// Fires once, `ms` milliseconds from now; 0 means on the next loop turn.
-    bool charge(unsigned int ms);
+    bool charge(unsigned int ms)
+    {
+        NYXEventBase::update_cache_time();
+        return add(m_fd, ms, -1);
+    }
 
 private:
     int m_fd;
