@@ -47,7 +47,7 @@ void charge_msgchk()
             config::key::message_check_timeout_ms, timeout_ms))
         monitor_logger().debug("charge_msgchk: missing configuration value for message check "
                                "timeout; defaulting to 5000 ms.");
-    message_check().add(monitor().ipc_fd, timeout_ms, -1);
+    require_armed(message_check().add(monitor().ipc_fd, timeout_ms, -1), "message check");
 }
 
 void msg_check(int, short events, void*)

@@ -11,7 +11,8 @@ namespace nyx_monitor {
 nyx::NYXEventLibEvent& message_check();
 
 /// (Re)arms the message check on the link to the supervisor, with
-/// "General.message_check_timeout_ms" (default 5000) as time-out.
+/// "General.message_check_timeout_ms" (default 5000) as time-out. Throws as
+/// require_armed() does.
 void charge_msgchk();
 
 /// Message check: reads what waits on the link, then re-arms itself. `events` are

@@ -146,8 +146,8 @@ void create_reporter()
 void arm_first_timers()
 {
     if (nyx_monitor::verify_vos_monitor_conf()) {
-        nyx_monitor::schedule_timer().charge(0);
-        nyx_monitor::send_timer().charge(0);
+        nyx_monitor::charge_schedule_timer(0);
+        nyx_monitor::charge_send_timer(0);
     }
     // A first measurement now, so that the first report has one to compare with.
     processes_manager().calculate_processes_performance(

@@ -2,6 +2,8 @@
 
 #include "config/keys.h"
 
+#include <stdexcept>
+
 namespace nyx_monitor {
 
 Monitor& monitor()
@@ -14,6 +16,14 @@ SupLogger& monitor_logger()
 {
     static SupLogger& instance = SupLogger::get_instance("VOSMonitor");
     return instance;
+}
+
+void require_armed(bool armed, const std::string& event)
+{
+    if (armed)
+        return;
+    monitor_logger().error("Failed to arm the ", event);
+    throw std::runtime_error("An event is missing that the daemon can not do without");
 }
 
 bool verify_vos_monitor_conf()

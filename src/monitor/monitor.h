@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace nyx_monitor {
 
@@ -38,6 +39,11 @@ Monitor& monitor();
 
 /// Logger of the category "VOSMonitor".
 SupLogger& monitor_logger();
+
+/// For the result of arming an event that the daemon can not do without: unless
+/// `armed`, one error record that names the event, and std::runtime_error, by which the
+/// daemon ends. A new one is better than one that is deaf.
+void require_armed(bool armed, const std::string& event);
 
 /// Reads the two settings that reporting needs. False, and one record that says
 /// why, when reporting is off; a value that was read before stays read.

@@ -4,8 +4,6 @@
 
 #include <sys/time.h>
 
-#include <stdexcept>
-
 namespace nyx_monitor {
 
 namespace {
@@ -14,23 +12,6 @@ std::int64_t milliseconds_between(const timeval& start, const timeval& end)
 {
     return (static_cast<std::int64_t>(end.tv_sec) - start.tv_sec) * 1000 +
            (end.tv_usec - start.tv_usec) / 1000;
-}
-
-/// Arms `timer` for the next loop turn unless it is armed already: a changed
-/// period counts from the next firing on.
-void charge_idle_timer(nyx::NYXEventLibEventTimer& timer, LogLevel level, const char* record)
-{
-    if (timer.is_pending())
-        return;
-    monitor_logger().log(level, record);
-    timer.charge(0);
-}
-
-/// A timer that is not armed again would end reporting without a word.
-void rearm(nyx::NYXEventLibEventTimer& timer, unsigned int ms)
-{
-    if (!timer.charge(ms))
-        throw std::runtime_error("Failed to arm a report timer");
 }
 
 } // namespace
@@ -47,6 +28,16 @@ nyx::NYXEventLibEventTimer& send_timer()
     return timer;
 }
 
+void charge_schedule_timer(unsigned int ms)
+{
+    require_armed(schedule_timer().charge(ms), "schedule timer");
+}
+
+void charge_send_timer(unsigned int ms)
+{
+    require_armed(send_timer().charge(ms), "send timer");
+}
+
 void vos_monitor_schedule_et(int, short, void*)
 {
     auto& daemon = monitor();
@@ -57,7 +48,7 @@ void vos_monitor_schedule_et(int, short, void*)
     timeval start{};
     ::gettimeofday(&start, nullptr);
     // Re-armed before the work, so that the period counts from start to start.
-    rearm(schedule_timer(), static_cast<unsigned>(daemon.report_freq_ms));
+    charge_schedule_timer(static_cast<unsigned>(daemon.report_freq_ms));
     if (!daemon.reporter->send_report_async(false))
         log.error("Failed sending report");
     timeval end{};
@@ -70,19 +61,26 @@ void send_reports(int, short, void*)
     auto& daemon = monitor();
     if (!daemon.reporter->continue_send_report())
         monitor_logger().error("Failed sending VOS health report");
-    rearm(send_timer(), daemon.polling_rate_ms);
+    charge_send_timer(daemon.polling_rate_ms);
 }
 
 void reconf_handler_cb()
 {
     auto& daemon = monitor();
-    monitor_logger().info("Handling reconfigure event");
+    auto& log = monitor_logger();
+    log.info("Handling reconfigure event");
     daemon.configurator->reload_configuration();
     if (verify_vos_monitor_conf()) {
-        charge_idle_timer(schedule_timer(), LogLevel::info, "Rescheduling health reports");
-        charge_idle_timer(send_timer(), LogLevel::debug, "Rescheduling report send");
+        if (!schedule_timer().is_pending()) {
+            log.info("Rescheduling health reports");
+            charge_schedule_timer(0);
+        }
+        if (!send_timer().is_pending()) {
+            log.debug("Rescheduling report send");
+            charge_send_timer(0);
+        }
     } else {
-        monitor_logger().notice("Configuration does not allow sending reports");
+        log.notice("Configuration does not allow sending reports");
         schedule_timer().del(true);
         send_timer().del(true);
     }

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 namespace nyx_monitor {
 
@@ -55,7 +56,8 @@ void add_signal_events()
         {SIGUSR2, dump_signal_handler, nullptr},
     };
     for (auto& event : signal_events)
-        event.add(event.signal(), -1);
+        require_armed(event.add(event.signal(), -1),
+                      std::string("event of SIG") + ::sigabbrev_np(event.signal()));
 }
 
 void default_signal_handler(int signal, short, void*)

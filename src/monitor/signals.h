@@ -3,7 +3,8 @@
 
 namespace nyx_monitor {
 
-/// Arms the events of all the signals that the daemon handles.
+/// Arms the events of all the signals that the daemon handles. Throws as
+/// require_armed() does.
 void add_signal_events();
 
 /// Ends the loop at once.

@@ -2,6 +2,8 @@
 #include "monitor/signals.h"
 #include "unit/monitor/daemon_test.h"
 
+#include <sys/mman.h>
+
 #include <csignal>
 #include <vector>
 
@@ -80,6 +82,9 @@ TEST_F(Control, a_link_is_read_to_its_end_and_never_written_to_when_it_is_closed
     ASSERT_EQ(reused.get(), number) << "it was closed, and the lowest number is given";
     struct Sender : nyx::IDispatch {};
     EXPECT_FALSE(Sender().dispatch_msg(1)) << "written to a socket that is not the link";
+    daemon.ipc_fd = ::memfd_create("can not be waited for", 0);
+    EXPECT_THROW(run_in_loop([] { msg_check(-1, 0, nullptr); }), std::runtime_error);
+    EXPECT_EQ(log.count("Failed to arm the message check\n"), 1);
 }
 
 } // namespace
