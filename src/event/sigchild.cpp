@@ -4,25 +4,27 @@
 
 #include <algorithm>
 #include <list>
+#include <memory>
 
 namespace nyx {
 
 namespace {
 
-std::list<SigChildHandler*> subscribers;
+/// An object of its own for each registration: a subscriber may have several, of
+/// which the one that said true goes.
+using Registration = std::shared_ptr<SigChildHandler*>;
+
+std::list<Registration> registrations;
 
 /// Any subscriber may register or unregister while one is notified, itself included.
 void notify_subscribers(pid_t pid, int status)
 {
-    const auto to_notify = subscribers;
-    for (auto* subscriber : to_notify) {
+    const auto to_notify = registrations;
+    for (const auto& one : to_notify) {
         const bool still_there =
-            std::find(subscribers.begin(), subscribers.end(), subscriber) != subscribers.end();
-        if (!still_there || !subscriber->on_sigchild(pid, status))
-            continue;
-        const auto entry = std::find(subscribers.begin(), subscribers.end(), subscriber);
-        if (entry != subscribers.end())
-            subscribers.erase(entry);
+            std::find(registrations.begin(), registrations.end(), one) != registrations.end();
+        if (still_there && (*one)->on_sigchild(pid, status))
+            registrations.remove(one);
     }
 }
 
@@ -30,12 +32,12 @@ void notify_subscribers(pid_t pid, int status)
 
 void sigchild_handler_register(SigChildHandler* handler)
 {
-    subscribers.push_back(handler);
+    registrations.push_back(std::make_shared<SigChildHandler*>(handler));
 }
 
 void sigchild_handler_unregister(SigChildHandler* handler)
 {
-    subscribers.remove(handler);
+    registrations.remove_if([handler](const auto& one) { return *one == handler; });
 }
 
 void sigchild_handler(int, short, void*)

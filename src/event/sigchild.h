@@ -10,8 +10,8 @@ class SigChildHandler {
 public:
     virtual ~SigChildHandler() = default;
     /// `status` is the wait status of child `pid`, which has ended or was
-    /// stopped. True when the child was the subscriber's, which is then taken
-    /// off the list.
+    /// stopped. True when the child was the subscriber's; the entry that was asked is
+    /// then taken off the list.
     virtual bool on_sigchild(pid_t pid, int status) = 0;
 };
 

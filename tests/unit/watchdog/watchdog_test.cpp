@@ -57,40 +57,35 @@ TEST(ChildProcess, reports_how_the_program_ended_and_starts_the_next)
 
 namespace {
 
-/// Writes down what it hears; says of its own child that it is.
+/// Writes its name down when it hears of a child; one of them is its own.
 struct Subscriber : nyx::SigChildHandler {
-    bool on_sigchild(pid_t pid, int) override
-    {
-        heard += pid == own ? "own " : "other ";
-        return pid == own;
-    }
-    pid_t own{0};
-    std::string heard;
+    Subscriber(char its_name, int own, std::string& all) : name(its_name), until(own), heard(all) {}
+    bool on_sigchild(pid_t, int) override { return heard += name, --until == 0; }
+    char name;
+    int until;
+    std::string& heard;
 };
 
 } // namespace
 
-TEST(SigChild, every_subscriber_hears_of_every_child_until_its_own_has_ended)
+TEST(SigChild, every_subscription_hears_of_every_child_until_its_own_has_ended)
 {
-    Subscriber first;
-    Subscriber second;
-    for (auto* subscriber : {&first, &second})
+    std::string heard;
+    Subscriber twice('t', 4, heard);
+    Subscriber once('o', 99, heard);
+    for (auto* subscriber : {&twice, &once, &twice})
         nyx::sigchild_handler_register(subscriber);
-    const auto reap_one = [](pid_t* pid) {
-        *pid = ::fork();
-        if (*pid == 0)
+    for (int children = 0; children < 4; ++children) {
+        if (children == 3)
+            nyx::sigchild_handler_unregister(&once);
+        const pid_t pid = ::fork();
+        if (pid == 0)
             ::_exit(0);
         siginfo_t info{};
-        ::waitid(P_PID, static_cast<id_t>(*pid), &info, WEXITED | WNOWAIT);
+        ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT);
         nyx::sigchild_handler(SIGCHLD, 0, nullptr);
-    };
-    pid_t someone = 0;
-    reap_one(&someone);
-    reap_one(&first.own);
-    reap_one(&someone);
-    EXPECT_EQ(first.heard, "other own ");
-    EXPECT_EQ(second.heard, "other other other ");
-    nyx::sigchild_handler_unregister(&second);
-    reap_one(&someone);
-    EXPECT_EQ(second.heard, "other other other ");
+        heard += ' ';
+    }
+    nyx::sigchild_handler_unregister(&twice);
+    EXPECT_EQ(heard, "tot tot to t ") << "it was the later one that said so";
 }
