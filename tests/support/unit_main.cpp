@@ -1,9 +1,9 @@
 // One main for all unit tests: libevent's debug mode is on, as in the daemon.
+#include <gtest/gtest.h>
+
 #if __has_include("common/nyx_libevent.h") // where the library under test knows events
 #include "common/nyx_libevent.h"
 #endif
-
-#include <gtest/gtest.h>
 
 int main(int argc, char** argv)
 {

@@ -71,13 +71,11 @@ struct Subscriber : nyx::SigChildHandler {
 TEST(SigChild, every_subscription_hears_of_every_child_until_its_own_has_ended)
 {
     std::string heard;
-    Subscriber twice('t', 4, heard);
-    Subscriber once('o', 99, heard);
+    Subscriber twice('t', 4, heard), once('o', 99, heard);
     for (auto* subscriber : {&twice, &once, &twice})
         nyx::sigchild_handler_register(subscriber);
     for (int children = 0; children < 4; ++children) {
-        if (children == 3)
-            nyx::sigchild_handler_unregister(&once);
+        nyx::sigchild_handler_unregister(children == 3 ? &once : nullptr);
         const pid_t pid = ::fork();
         if (pid == 0)
             ::_exit(0);
