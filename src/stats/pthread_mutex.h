@@ -4,7 +4,8 @@
 #include <pthread.h>
 
 /// Error-checking: locking it twice, or giving back what is another's, is an
-/// error instead of a standstill. Every result is 0 or an errno value.
+/// error instead of a standstill. Every result is 0 or an errno value. One whose
+/// construction failed refuses with that error.
 class PthreadMutex {
 public:
     PthreadMutex() : m_init_error(init()) {}
@@ -17,10 +18,10 @@ public:
             ::pthread_mutex_destroy(&m_mutex);
     }
 
-    /// How the construction went; after a failure the others must not be used.
+    /// How the construction went.
     int init_error() const { return m_init_error; }
-    int lock() { return ::pthread_mutex_lock(&m_mutex); }
-    int unlock() { return ::pthread_mutex_unlock(&m_mutex); }
+    int lock() { return m_init_error != 0 ? m_init_error : ::pthread_mutex_lock(&m_mutex); }
+    int unlock() { return m_init_error != 0 ? m_init_error : ::pthread_mutex_unlock(&m_mutex); }
 
 private:
     int init()
