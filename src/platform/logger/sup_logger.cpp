@@ -8,12 +8,26 @@
 #include <log4cpp/LoggingEvent.hh>
 
 #include <atomic>
+#include <cerrno>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
 
 namespace {
+
+/// Gives errno back as it was. The logger looks at files and clocks of its own,
+/// and what it writes is often the errno of its caller, who may need it after.
+class KeptErrno {
+public:
+    KeptErrno() = default;
+    KeptErrno(const KeptErrno&) = delete;
+    KeptErrno& operator=(const KeptErrno&) = delete;
+    ~KeptErrno() { errno = m_value; }
+
+private:
+    int m_value{errno};
+};
 
 std::string escape_line_feeds(std::string text)
 {
@@ -125,6 +139,7 @@ SupLoggerStreamer::~SupLoggerStreamer()
 {
     if (m_category == nullptr)
         return;
+    const KeptErrno kept;
     try {
         const auto text = m_keep_lines ? m_text.str() : escape_line_feeds(m_text.str());
         if (!is_admitted(*m_category, m_level, text))
@@ -156,6 +171,7 @@ SupLogger& SupLogger::get_instance(const std::string& category)
 
 bool SupLogger::is_enabled(LogLevel level) const
 {
+    const KeptErrno kept;
     follow_settings();
     write_due_counts();
     const auto guard = LogSettings::use();

@@ -10,6 +10,7 @@
 
 #include <sstream>
 #include <string>
+#include <type_traits>
 
 namespace log4cpp {
 class Category;
@@ -46,7 +47,8 @@ private:
     std::ostringstream m_text;
 };
 
-/// One category. Obtained by name, lives until exit. Safe in every thread.
+/// One category. Obtained by name, lives until exit. Safe in every thread. Leaves
+/// errno alone.
 class SupLogger {
 public:
     /// The one logger of that name.
@@ -72,14 +74,12 @@ public:
     /// A stream for one record. Test the level first.
     SupLoggerStreamer getStream(LogLevel level);
 
-    /// One record from its pieces, built only when the level is on.
+    /// One record from its pieces, built only when the level is on. Numbers are
+    /// taken as they are at the call, errno above all.
     template <typename... Pieces>
     void log(LogLevel level, const Pieces&... pieces)
     {
-        if (is_enabled(level)) {
-            SupLoggerStreamer stream(&m_category, level);
-            (stream << ... << pieces);
-        }
+        log_kept<Kept<Pieces>...>(level, pieces...);
     }
     template <typename... P>
     void fatal(const P&... pieces)
@@ -118,5 +118,18 @@ public:
     }
 
 private:
+    /// errno is a place that whatever is called meanwhile may write to.
+    template <typename Piece>
+    using Kept = std::conditional_t<std::is_arithmetic_v<Piece>, Piece, const Piece&>;
+
+    template <typename... KeptPieces>
+    void log_kept(LogLevel level, KeptPieces... pieces)
+    {
+        if (is_enabled(level)) {
+            SupLoggerStreamer stream(&m_category, level);
+            (stream << ... << pieces);
+        }
+    }
+
     log4cpp::Category& m_category;
 };

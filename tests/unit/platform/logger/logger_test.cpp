@@ -60,15 +60,19 @@ TEST_F(LoggerTest, changed_file_is_loaded_within_a_second_of_the_next_record)
     const auto path = m_folder.write("log.properties", settings("ERROR", m_folder.file("log")));
     LogSettings::load(path);
     const auto descriptors = open_descriptors();
-    for (const std::string level : {"INFO", "LOUD"}) {
+    for (const std::string level : {"INFO", "LOUD", "none"}) {
         m_folder.write("log.properties", settings(level, m_folder.file(level)));
-        ::usleep(2'050'000);
-        m_log.info("after ", level);
+        if (level == "none")
+            std::filesystem::remove(path);
+        ::usleep(1'100'000);
+        errno = EBADF;
+        m_log.info("after ", level, " ", errno);
+        EXPECT_EQ(errno, EBADF);
     }
     const auto log = m_folder.read("INFO");
-    EXPECT_TRUE(log.starts_with("Test INFO after INFO\n")) << log;
+    EXPECT_TRUE(log.starts_with("Test INFO after INFO 9\n")) << log;
     EXPECT_THAT(log, testing::HasSubstr("the old settings stay"));
-    EXPECT_TRUE(log.ends_with("Test INFO after LOUD\n")) << log;
+    EXPECT_TRUE(log.ends_with("Test INFO after none 9\n")) << log;
     EXPECT_EQ(open_descriptors(), descriptors);
 }
 
