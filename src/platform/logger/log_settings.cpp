@@ -1,6 +1,7 @@
 #include "platform/logger/log_settings.h"
 
 #include "platform/file/regular_file.h"
+#include "platform/logger/lasting.h"
 
 #include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
@@ -48,11 +49,18 @@ struct WatchedFile {
     FileStamp stamp;
 };
 
-std::shared_mutex in_use;               ///< shared: log4cpp is used; exclusive: it is changed
-std::mutex watch_mutex;                 ///< guards the two below
-WatchedFile watched;                    ///< empty path: nothing is watched
-Appenders appenders;                    ///< those of the settings in force
-std::atomic<std::int64_t> next_look{0}; ///< CLOCK_MONOTONIC seconds
+struct State {
+    std::shared_mutex in_use;               ///< shared: log4cpp is used; exclusive: it is changed
+    std::mutex watch_mutex;                 ///< guards the two below
+    WatchedFile watched;                    ///< empty path: nothing is watched
+    Appenders appenders;                    ///< those of the settings in force
+    std::atomic<std::int64_t> next_look{0}; ///< CLOCK_MONOTONIC seconds
+};
+
+State& state()
+{
+    return lasting<State>();
+}
 
 /// Appenders and levels of every category, as they are now. log4cpp's
 /// configurator changes the categories one by one and leaves them half changed
@@ -152,7 +160,7 @@ void apply(const std::string& path)
         throw std::runtime_error("log settings " + path + ": " + found.reason());
 
     Appenders made; // in the end: those that are no longer in force
-    const std::unique_lock<std::shared_mutex> alone(in_use);
+    const std::unique_lock<std::shared_mutex> alone(state().in_use);
     const Snapshot before;
     std::vector<std::string> names;
     try {
@@ -161,12 +169,12 @@ void apply(const std::string& path)
         Snapshot::clear();
         log4cpp::PropertyConfigurator::configure(path);
     } catch (const std::exception& failure) {
-        take_appenders(names, appenders, made);
+        take_appenders(names, state().appenders, made);
         before.restore();
         throw std::runtime_error("log settings " + path + ": " + failure.what());
     }
-    take_appenders(names, appenders, made);
-    appenders.swap(made);
+    take_appenders(names, state().appenders, made);
+    state().appenders.swap(made);
 }
 
 std::int64_t monotonic_seconds()
@@ -180,22 +188,22 @@ std::int64_t monotonic_seconds()
 
 void LogSettings::load(const std::string& path)
 {
-    const std::lock_guard<std::mutex> guard(watch_mutex);
+    const std::lock_guard<std::mutex> guard(state().watch_mutex);
     const auto stamp = stamp_of(path);
     apply(path);
-    watched = {path, stamp};
+    state().watched = {path, stamp};
 }
 
 void LogSettings::use_standard_error(LogLevel least)
 {
-    const std::lock_guard<std::mutex> guard(watch_mutex);
-    const std::unique_lock<std::shared_mutex> alone(in_use);
-    watched = {};
+    const std::lock_guard<std::mutex> guard(state().watch_mutex);
+    const std::unique_lock<std::shared_mutex> alone(state().in_use);
+    state().watched = {};
     Snapshot::clear();
-    appenders.clear();
+    state().appenders.clear();
     auto layout = std::make_unique<log4cpp::PatternLayout>();
     layout->setConversionPattern("%p %c: %m%n");
-    auto& appender = appenders.emplace_back(
+    auto& appender = state().appenders.emplace_back(
         std::make_unique<log4cpp::OstreamAppender>("standard error", &std::cerr));
     appender->setLayout(layout.release()); // the appender takes it
     auto& root = log4cpp::Category::getRoot();
@@ -206,16 +214,16 @@ void LogSettings::use_standard_error(LogLevel least)
 text::Outcome LogSettings::reload_when_changed()
 {
     const auto now = monotonic_seconds();
-    auto due = next_look.load(std::memory_order_relaxed);
-    if (now < due || !next_look.compare_exchange_strong(due, now + 1))
+    auto due = state().next_look.load(std::memory_order_relaxed);
+    if (now < due || !state().next_look.compare_exchange_strong(due, now + 1))
         return text::done();
-    const std::lock_guard<std::mutex> guard(watch_mutex);
-    const auto stamp = watched.path.empty() ? FileStamp{} : stamp_of(watched.path);
-    if (watched.path.empty() || stamp == watched.stamp)
+    const std::lock_guard<std::mutex> guard(state().watch_mutex);
+    const auto stamp = state().watched.path.empty() ? FileStamp{} : stamp_of(state().watched.path);
+    if (state().watched.path.empty() || stamp == state().watched.stamp)
         return text::done();
-    watched.stamp = stamp;
+    state().watched.stamp = stamp;
     try {
-        apply(watched.path);
+        apply(state().watched.path);
         return text::done();
     } catch (const std::exception& error) {
         return text::Failure{error.what()};
@@ -224,14 +232,14 @@ text::Outcome LogSettings::reload_when_changed()
 
 void LogSettings::shut_down()
 {
-    const std::lock_guard<std::mutex> guard(watch_mutex);
-    const std::unique_lock<std::shared_mutex> alone(in_use);
-    watched = {};
+    const std::lock_guard<std::mutex> guard(state().watch_mutex);
+    const std::unique_lock<std::shared_mutex> alone(state().in_use);
+    state().watched = {};
     Snapshot::clear();
-    appenders.clear();
+    state().appenders.clear();
 }
 
 std::shared_lock<std::shared_mutex> LogSettings::use()
 {
-    return std::shared_lock<std::shared_mutex>(in_use);
+    return std::shared_lock<std::shared_mutex>(state().in_use);
 }

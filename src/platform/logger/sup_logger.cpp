@@ -1,5 +1,6 @@
 #include "platform/logger/sup_logger.h"
 
+#include "platform/logger/lasting.h"
 #include "platform/logger/log_settings.h"
 #include "platform/logger/repeat_limit.h"
 
@@ -15,6 +16,10 @@
 #include <utility>
 
 namespace {
+
+/// log4cpp's categories are static objects that are made at the first use. Made
+/// before main, they outlive everything that logs when the program ends.
+[[maybe_unused]] const log4cpp::Category& root = log4cpp::Category::getRoot();
 
 /// Gives errno back as it was. The logger looks at files and clocks of its own,
 /// and what it writes is often the errno of its caller, who may need it after.
@@ -60,9 +65,13 @@ struct Repeats {
 
 Repeats& repeats()
 {
-    static Repeats instance;
-    return instance;
+    return lasting<Repeats>();
 }
+
+struct Loggers {
+    std::mutex mutex; ///< guards the map
+    std::map<std::string, std::unique_ptr<SupLogger>> by_name;
+};
 
 /// What a fault may repeat without end. Fatal records are the last ones; what
 /// is below a notice belongs to the daily routine; and who asks for debug
@@ -160,10 +169,9 @@ SupLoggerStreamer& SupLoggerStreamer::keep_lines()
 
 SupLogger& SupLogger::get_instance(const std::string& category)
 {
-    static std::mutex mutex;
-    static std::map<std::string, std::unique_ptr<SupLogger>> loggers;
-    const std::lock_guard<std::mutex> guard(mutex);
-    auto& logger = loggers[category];
+    auto& loggers = lasting<Loggers>();
+    const std::lock_guard<std::mutex> guard(loggers.mutex);
+    auto& logger = loggers.by_name[category];
     if (!logger)
         logger = std::make_unique<SupLogger>(log4cpp::Category::getInstance(category));
     return *logger;

@@ -76,6 +76,26 @@ TEST_F(LoggerTest, changed_file_is_loaded_within_a_second_of_the_next_record)
     EXPECT_EQ(open_descriptors(), descriptors);
 }
 
+/// In a process of its own: what is made before the first logger goes after it.
+TEST(LoggerDeathTest, logs_to_the_very_end)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto end = [] {
+        static const struct Late {
+            ~Late()
+            {
+                for (const std::string name : {"Early", "Late"})
+                    SupLogger::get_instance(name).warning("in good order");
+            }
+        } late;
+        SupLogger::get_instance("Early").warning("up");
+        LogSettings::use_standard_error(LogLevel::warning);
+        std::exit(0);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(0),
+                "^WARN Early: in.*\nWARN Late: in good order\n$");
+}
+
 TEST_F(LoggerTest, repeated_warnings_are_counted_unless_debug_records_are_wanted)
 {
     for (const std::string level : {"INFO", "DEBUG"}) {
