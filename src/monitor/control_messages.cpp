@@ -82,6 +82,7 @@ void close_supervisor_link()
 
 void handle_ipc_msg(const unsigned char* msg, std::size_t size)
 {
+    const AnsweringRecords answer;
     auto& log = monitor_logger();
     const auto message = parse_ipc_message(msg, size);
     if (!message) {

@@ -62,6 +62,7 @@ void add_signal_events()
 
 void default_signal_handler(int signal, short, void*)
 {
+    const AnsweringRecords answer;
     monitor_logger().info("Default signal handler called for signal ", signal,
                           ". Terminating process. ");
     nyx::NYXEventBase::loop_break();
@@ -69,6 +70,7 @@ void default_signal_handler(int signal, short, void*)
 
 void gracefull_shutdown_signal_handler(int signal, short, void*)
 {
+    const AnsweringRecords answer;
     if (!is_own_signal(signal, SIGTERM, "graceful shutdown"))
         return;
     monitor_logger().info("Graceful shutdown event received. Terminating process. ");
@@ -77,12 +79,14 @@ void gracefull_shutdown_signal_handler(int signal, short, void*)
 
 void reconf_signal_handler(int signal, short, void*)
 {
+    const AnsweringRecords answer;
     if (is_own_signal(signal, SIGUSR1, "reconfiguration"))
         reconf_handler_cb();
 }
 
 void dump_signal_handler(int signal, short, void*)
 {
+    const AnsweringRecords answer;
     if (!is_own_signal(signal, SIGUSR2, "dump"))
         return;
     const std::unique_ptr<char, decltype(&std::free)> profile(mp_output(), &std::free);

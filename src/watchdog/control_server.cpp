@@ -158,6 +158,7 @@ ControlServer::Fate ControlServer::welcome_daemon(Link& link)
 
 ControlServer::Fate ControlServer::forward_request(Link& link, const IpcMessage& request)
 {
+    const AnsweringRecords asked;
     logger().info("request of type ", request.type, " from ", request.sender);
     ipcmsg_t forwarded;
     init_ipc_hdr(&forwarded, request.type, request.sender.c_str(), request.destination.c_str());

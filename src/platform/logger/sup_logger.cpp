@@ -73,12 +73,15 @@ struct Loggers {
     std::map<std::string, std::unique_ptr<SupLogger>> by_name;
 };
 
+/// How many AnsweringRecords this thread has.
+thread_local int answers_under_way = 0;
+
 /// What a fault may repeat without end. Fatal records are the last ones; what
 /// is below a notice belongs to the daily routine; and who asks for debug
 /// records of a category wants all of it.
 bool is_limited(const log4cpp::Category& category, LogLevel level)
 {
-    return level >= LogLevel::error && level <= LogLevel::notice &&
+    return answers_under_way == 0 && level >= LogLevel::error && level <= LogLevel::notice &&
            category.getChainedPriority() < static_cast<int>(LogLevel::debug);
 }
 
@@ -165,6 +168,16 @@ SupLoggerStreamer& SupLoggerStreamer::keep_lines()
 {
     m_keep_lines = true;
     return *this;
+}
+
+AnsweringRecords::AnsweringRecords()
+{
+    ++answers_under_way;
+}
+
+AnsweringRecords::~AnsweringRecords()
+{
+    --answers_under_way;
 }
 
 SupLogger& SupLogger::get_instance(const std::string& category)

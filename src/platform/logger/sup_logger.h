@@ -3,7 +3,7 @@
 // A record is one line. Line feeds inside a text are written as "\n", so that
 // no input can forge a record. Errors, warnings and notices that a fault repeats
 // are written a few times an hour and then counted (see repeat_limit.h), unless
-// the category's level is debug or finer.
+// the category's level is debug or finer, or they answer somebody.
 #pragma once
 
 #include "platform/logger/log_level.h"
@@ -45,6 +45,16 @@ private:
     LogLevel m_level;
     bool m_keep_lines{false};
     std::ostringstream m_text;
+};
+
+/// While one lives, the records of its thread answer a signal or a message:
+/// whoever sent it wants to read each of them, however often they are the same.
+class AnsweringRecords {
+public:
+    AnsweringRecords();
+    AnsweringRecords(const AnsweringRecords&) = delete;
+    AnsweringRecords& operator=(const AnsweringRecords&) = delete;
+    ~AnsweringRecords();
 };
 
 /// One category. Obtained by name, lives until exit. Safe in every thread. Leaves

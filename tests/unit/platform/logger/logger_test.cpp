@@ -96,18 +96,20 @@ TEST(LoggerDeathTest, logs_to_the_very_end)
                 "^WARN Early: in.*\nWARN Late: in good order\n$");
 }
 
-TEST_F(LoggerTest, repeated_warnings_are_counted_unless_debug_records_are_wanted)
+TEST_F(LoggerTest, repeated_warnings_are_counted_unless_debug_records_are_wanted_or_they_answer)
 {
-    for (const std::string level : {"INFO", "DEBUG"}) {
-        LogSettings::load(m_folder.write("settings", settings(level, m_folder.file(level))));
+    for (const std::string name : {"INFO", "DEBUG", "INFO answers"}) {
+        const auto level = name.substr(0, name.find(' '));
+        const auto answers = name == level ? nullptr : std::make_unique<AnsweringRecords>();
+        LogSettings::load(m_folder.write("settings", settings(level, m_folder.file(name))));
         for (int i = 0; i < 30; ++i) {
             m_log.warning("no file /proc/", i, "/stat");
             m_log.info("routine");
             m_log.fatal("last words");
         }
         SupLogger::shut_down();
-        const auto log = m_folder.read(level);
-        const bool limited = level == "INFO";
+        const auto log = m_folder.read(name);
+        const bool limited = name == "INFO";
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), limited ? 30 + 30 + 8 + 1 : 90);
         EXPECT_EQ(log.ends_with("WARN no file /proc/29/stat (repeated 22 times)\n"), limited);
     }
