@@ -16,7 +16,10 @@ class Start(NodeTest):
         os.unlink(node.path("vos.conf"))
         failed = "VOS monitor failed to init configuration and logging : "
         self.assertIn(failed + "Could not open configuration file - vos.conf", self.refused(node))
+        node.write("bad", "rootCategory=INFO, G\n")
         for text, said in (("", "Cannot find VOS monitor log file in configuration"),
+                           ('Monitoring = { log_config_file = "bad"; };', "log settings bad: line 1: "
+                            'rootCategory=INFO, G: the file defines no appender "G"'),
                            ("General = {\n  vos_id = ;\n", "vos.conf:2: syntax error"),
                            ('Monitoring = { log_config_file = "nowhere"; };',
                             "log settings nowhere: No such file or directory")):

@@ -1,27 +1,28 @@
 #include "platform/logger/log_settings.h"
 
 #include "platform/file/regular_file.h"
+#include "platform/file/text_file.h"
 #include "platform/logger/lasting.h"
+#include "platform/logger/log_appender.h"
+#include "platform/logger/log_plan.h"
 
 #include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
 #include <log4cpp/OstreamAppender.hh>
 #include <log4cpp/PatternLayout.hh>
-#include <log4cpp/PropertyConfigurator.hh>
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -62,9 +63,8 @@ State& state()
     return lasting<State>();
 }
 
-/// Appenders and levels of every category, as they are now. log4cpp's
-/// configurator changes the categories one by one and leaves them half changed
-/// when it fails, so the way back has to be remembered.
+/// Appenders and levels of every category, as they are now. What log4cpp does to
+/// a category may fail half-way for want of memory, so the way back is remembered.
 class Snapshot {
 public:
     Snapshot()
@@ -118,62 +118,53 @@ private:
     std::vector<Entry> m_entries;
 };
 
-/// The names that a property file gives its appenders ("log4cpp.appender.NAME=").
-/// Throws when the file can not be read.
-std::vector<std::string> appender_names(const std::string& path)
+text::Failure named(const std::string& path, const std::string& reason)
 {
-    constexpr std::string_view prefix = "log4cpp.appender.";
-    std::vector<std::string> names;
-    std::ifstream file;
-    file.exceptions(std::ios::badbit);
-    file.open(path);
-    if (!file)
-        throw std::runtime_error(std::strerror(errno));
-    for (std::string line; std::getline(file, line);) {
-        line.erase(0, line.find_first_not_of(" \t"));
-        if (line.starts_with(prefix))
-            names.push_back(line.substr(prefix.size(), line.find_first_of(".= \t", prefix.size()) -
-                                                           prefix.size()));
-    }
-    return names;
+    return {"log settings " + path + ": " + reason};
 }
 
-/// The appenders that loading the file has made. log4cpp's configurator lends
-/// them to the categories and gives them to nobody, those of a file that fails
-/// half-way too; it only keeps the latest of each name in a register. `made` has
-/// room for all: memory that runs out must not lose one.
-void take_appenders(const std::vector<std::string>& names, const Appenders& older, Appenders& made)
+text::Result<LogPlan> read_plan(const std::string& path)
 {
-    for (const auto& name : names) {
-        auto* appender = log4cpp::Appender::getAppender(name);
-        const auto is_it = [appender](const auto& owned) { return owned.get() == appender; };
-        if (appender != nullptr && std::none_of(older.begin(), older.end(), is_it) &&
-            std::none_of(made.begin(), made.end(), is_it))
-            made.emplace_back(appender);
+    if (const auto found = platform::stat_regular_file(path); !found)
+        return named(path, found.reason());
+    const auto text = platform::read_text_file(path);
+    if (!text)
+        return named(path, std::strerror(errno));
+    auto plan = plan_log(parse_log_properties(*text, std::getenv));
+    return plan ? std::move(plan) : named(path, plan.reason());
+}
+
+void put_in_force(const std::vector<CategoryPlan>& categories, const Appenders& made)
+{
+    Snapshot::clear();
+    for (const auto& plan : categories) {
+        auto& category = log4cpp::Category::getInstance(plan.name);
+        category.setPriority(plan.level);
+        category.setAdditivity(plan.additive);
+        for (const auto& appender : made)
+            if (std::find(plan.appenders.begin(), plan.appenders.end(), appender->getName()) !=
+                plan.appenders.end())
+                category.addAppender(*appender);
     }
 }
 
 /// Puts the file in force or throws; on a throw nothing has changed.
 void apply(const std::string& path)
 {
-    if (const auto found = platform::stat_regular_file(path); !found)
-        throw std::runtime_error("log settings " + path + ": " + found.reason());
-
+    const auto plan = read_plan(path);
+    if (!plan)
+        throw std::runtime_error(plan.reason());
     Appenders made; // in the end: those that are no longer in force
+    for (const auto& appender : plan->appenders)
+        made.push_back(make_appender(appender));
     const std::unique_lock<std::shared_mutex> alone(state().in_use);
     const Snapshot before;
-    std::vector<std::string> names;
     try {
-        names = appender_names(path);
-        made.reserve(names.size());
-        Snapshot::clear();
-        log4cpp::PropertyConfigurator::configure(path);
-    } catch (const std::exception& failure) {
-        take_appenders(names, state().appenders, made);
+        put_in_force(plan->categories, made);
+    } catch (...) {
         before.restore();
-        throw std::runtime_error("log settings " + path + ": " + failure.what());
+        throw;
     }
-    take_appenders(names, state().appenders, made);
     state().appenders.swap(made);
 }
 
@@ -192,6 +183,13 @@ void LogSettings::load(const std::string& path)
     const auto stamp = stamp_of(path);
     apply(path);
     state().watched = {path, stamp};
+}
+
+text::Outcome LogSettings::check(const std::string& path)
+{
+    if (const auto plan = read_plan(path); !plan)
+        return text::Failure{plan.reason()};
+    return text::done();
 }
 
 void LogSettings::use_standard_error(LogLevel least)

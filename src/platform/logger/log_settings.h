@@ -17,6 +17,10 @@ public:
     /// be read or does not load; the settings before the call then stay.
     static void load(const std::string& path);
 
+    /// Whether load() would take the file at `path`; otherwise what it would
+    /// throw. Opens nothing else and changes nothing.
+    static text::Outcome check(const std::string& path);
+
     /// Has every category write records of `least` and worse to standard error,
     /// and nowhere else. For a command, whose log is the terminal.
     static void use_standard_error(LogLevel least);

@@ -5,6 +5,7 @@
 #include "net/zel_http_client.h"
 #include "platform/crypto/sealed_secret.h"
 #include "platform/file/text_file.h"
+#include "platform/logger/log_settings.h"
 #include "text/result.h"
 #include "text/server_url.h"
 #include "utils/nyx_helper.h"
@@ -107,14 +108,15 @@ void probe_log(const libconfig::Config& config, const char* key, Findings& findi
     const auto path = string_at(config, key);
     if (path.empty())
         return;
-    const auto properties = platform::read_text_file(path);
-    if (!properties) {
-        findings.push_back({Severity::error, key,
-                            "log settings " + path + ": " + std::strerror(errno) +
-                                ": the program does not start"});
+    const auto properties = platform::read_text_file(path).value_or("");
+    if (const auto loads = LogSettings::check(path); !loads) {
+        // The daemon may have other variables in its environment.
+        const bool certain = properties.find("${") == std::string::npos;
+        findings.push_back({certain ? Severity::error : Severity::warning, key,
+                            loads.reason() + ": the program does not start"});
         return;
     }
-    for (const auto& file : log_files(*properties)) {
+    for (const auto& file : log_files(properties)) {
         const auto writable = may_write(file.path);
         if (writable)
             continue;

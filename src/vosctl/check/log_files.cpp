@@ -1,30 +1,19 @@
 #include "vosctl/check/log_files.h"
 
-#include "text/words.h"
-
-#include <map>
+#include "platform/logger/log_properties.h"
 
 namespace vosctl {
 
 std::vector<LogFile> log_files(std::string_view properties)
 {
-    constexpr std::string_view prefix = "log4cpp.appender.";
-    std::map<std::string, std::string, std::less<>> values;
-    while (auto line = text::next_line(properties)) {
-        *line = line->substr(0, line->find('#'));
-        const auto equals = line->find('=');
-        const auto name = text::trimmed(line->substr(0, equals));
-        if (equals != std::string_view::npos && name.starts_with(prefix))
-            values[std::string(name.substr(prefix.size()))] =
-                text::trimmed(line->substr(equals + 1));
-    }
+    const auto all = parse_log_properties(properties, nullptr);
     std::vector<LogFile> files;
-    for (const auto& [name, type] : values) {
-        const auto path = values.find(name + ".fileName");
-        // log4cpp puts variables of the environment, the daemon's, in for ${...}.
-        if (name.find('.') == std::string::npos && type.ends_with("FileAppender") &&
-            path != values.end() && path->second.find("${") == std::string::npos)
-            files.push_back({name, path->second});
+    for (const auto& [name, type] : all) {
+        const auto path = all.find(name + ".fileName");
+        // Variables of the environment, the daemon's, are put in for ${...}.
+        if (name.starts_with("appender.") && type.value.ends_with("FileAppender") &&
+            path != all.end() && path->second.value.find("${") == std::string::npos)
+            files.push_back({name.substr(name.find('.') + 1), path->second.value});
     }
     return files;
 }

@@ -41,18 +41,61 @@ TEST_F(LoggerTest, file_that_does_not_load_is_named_and_changes_nothing)
     const auto good = settings("NOTICE", m_folder.file("log"));
     LogSettings::load(m_folder.write("good", good));
     const auto descriptors = open_descriptors();
-    for (const auto& path :
-         {m_folder.file("missing"), m_folder.path(), m_folder.write("empty", ""),
-          m_folder.write("level", settings("LOUD", m_folder.file("other"))),
-          m_folder.write("appender", "log4cpp.rootCategory=INFO, NOBODY\n"),
-          m_folder.write("kind", "log4cpp.rootCategory=INFO, F\nlog4cpp.appender.F=Telepathy\n")}) {
-        EXPECT_THAT([&path] { LogSettings::load(path); },
-                    testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr(path)));
+    for (const auto& path : {m_folder.file("missing"), m_folder.path()})
+        EXPECT_FALSE(LogSettings::check(path)) << path;
+    const auto loud = settings("INFO", m_folder.file("other")) + "log4j.";
+    const std::pair<std::string, const char*> cases[] = {
+        {"", "there is no line log4cpp.rootCategory"},
+        {"rootCategory=LOUD, F\n" + loud,
+         "line 1: rootCategory=LOUD, F: there is no level \"LOUD\""},
+        {"log4j.rootCategory=${EMPTY}\n" + loud, "line 1: log4j.rootCategory=: the root cat"},
+        {"log4cpp.rootCategory=INFO, F\n",
+         "line 1: log4cpp.rootCategory=INFO, F: the file defines"},
+        {loud + "category.Test=INFO,\n",
+         "line 6: log4j.category.Test=INFO,: the file defines no app"},
+        {loud + "appender.G.fileName=x\n", "log4j.appender.G.fileName=x: the file defines no app"},
+        {loud + "appender.G=Telepathy\n",
+         "line 6: log4j.appender.G=Telepathy: there is no such type"},
+        {loud + "appender.G=FileAppender\n", "the appender has no layout"},
+        {loud + "appender.F.threshold=LOUD\n",
+         "line 6: log4j.appender.F.threshold=LOUD: there is no"},
+        {"appender.F.layout=Tall\n" + loud,
+         "line 1: appender.F.layout=Tall: there is no such layout"},
+        {"appender.F.layout.ConversionPattern=%Q\n" + loud, "unknown conversion specifier 'Q'"},
+        {"appender.F=ConsoleAppender\nappender.F.target=tty\n" + loud,
+         "neither stdout nor stderr"}};
+    for (const auto& [text, reason] : cases) {
+        const auto path = m_folder.write("bad", text);
+        EXPECT_THAT(
+            [&path] { LogSettings::load(path); },
+            testing::ThrowsMessage<std::runtime_error>(testing::AllOf(
+                testing::StartsWith("log settings " + path + ": "), testing::HasSubstr(reason))));
+        EXPECT_FALSE(LogSettings::check(path));
         EXPECT_TRUE(m_log.is_notice_enabled() && !m_log.is_info_enabled());
     }
     m_log.notice("still here");
     EXPECT_EQ(m_folder.read("log"), "Test NOTICE still here\n");
+    EXPECT_EQ(m_folder.read("other"), "");
     EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+TEST_F(LoggerTest, every_spelling_that_log4cpp_takes_is_taken_and_leaves_no_file_open)
+{
+    const auto file = settings("${LEVEL}", m_folder.file("log"));
+    const auto descriptors = open_descriptors();
+    for (const auto& text : {"LEVEL = 600\r\n" + file, "log4j.LEVEL=INFO # routine\n" + file,
+                             "LEVEL=DEBUG\nLEVEL=LOUD\nlog4j.category.Other = , F\n" + file,
+                             "LEVEL=NOTICE\nlog4cpp.category.Test=INFO\n" + file,
+                             "LEVEL=FATAL\ncategory.Test=INFO,F\nadditivity.Test=false\n" + file,
+                             "LEVEL=INFO\nappender.F=x.RollingFileAppender\n" + file,
+                             "LEVEL=INFO\nappender.F=DailyRollingFileAppender\n" + file}) {
+        LogSettings::load(m_folder.write("settings", text));
+        m_log.info(text.size());
+        const auto record = "Test INFO " + std::to_string(text.size()) + "\n";
+        EXPECT_TRUE(m_folder.read("log").ends_with("\n" + record) || m_folder.read("log") == record)
+            << text;
+        EXPECT_EQ(open_descriptors(), descriptors + 1);
+    }
 }
 
 TEST_F(LoggerTest, changed_file_is_loaded_within_a_second_of_the_next_record)

@@ -29,6 +29,7 @@ protected:
         m_good.replace(m_good.find("SEALED"), 6, *platform::seal_secret(*key, "s"));
         m_folder.write("log", fixture("good.properties"));
         m_folder.write("lost_log", fixture("lost_log.properties"));
+        m_folder.write("loud_log", "rootCategory=LOUD");
         m_folder.write("short_key", "x");
     }
     std::string fixture(const std::string& name) const
@@ -85,6 +86,7 @@ TEST_F(Check, each_mistake_has_its_line)
         {"= \"v1:", "= \"v1:AAAA", "F: General.hmac_secret: is malformed or was not sealed"},
         {"/key\"", "/short_key\"", "F: General.hmac_key_file: key file "},
         {"/log\"", "/none\"", "F: Monitoring.log_config_file: log settings "},
+        {"/log\"", "/loud_log\"", "F: Monitoring.log_config_file: log settings "},
         {"/log\"", "/lost_log\"", "F: Monitoring.log_config_file: log file /nowhere/x.log of app"},
         {"General", "Wtchdog = {}; General", "F: Wtchdog: warning: unknown group"},
         {"General", "Watchdog = { kill_delay_ms = 0; }; General", "F: Watchdog.kill_delay_ms: war"},
