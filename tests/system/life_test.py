@@ -120,6 +120,25 @@ class Reload(NodeTest):
                 node.wait_for_reports(len(node.reports()) + 2)
         self.assertNotIn(SECRET, node.read("log"))
 
+    def test_log_that_can_not_be_written_and_an_answer_to_each_reload(self):
+        node = self.node(log="INFO", **{"Monitoring.report_freq": 0})
+        os.mkdir(node.path("log"))
+        node.start(wait_for="")
+        until(lambda: "VOS monitor has successfully started" in node.read("out"), "its log in out")
+        self.assertIn(f"vos_monitor: log file {node.path('log')} can not be opened: Is a directory",
+                      node.read("out"))
+        os.rmdir(node.path("log"))
+        time.sleep(1)
+        for count in range(1, 11):
+            node.signal(signal.SIGUSR1)
+            node.wait_for_log("Configuration does not allow sending reports", count)
+        node.write("log4cpp.properties", node.read("log4cpp.properties").replace("appender.F", "appender.G"))
+        node.signal(signal.SIGUSR1)
+        node.wait_for_log('the file defines no appender "F"; the old settings stay')
+        node.signal(signal.SIGTERM)
+        self.assertEqual(node.end(), 0)
+        self.assertIn("VOS has monitor successfully stopped", node.read("log"))
+
 
 class Posting(NodeTest):
     def test_request_and_faults_of_the_peer_which_cost_their_report_only(self):

@@ -1,5 +1,7 @@
 #include "platform/logger/log_appender.h"
 
+#include "platform/logger/loud_file.h"
+
 #include <log4cpp/AbortAppender.hh>
 #include <log4cpp/BasicLayout.hh>
 #include <log4cpp/DailyRollingFileAppender.hh>
@@ -52,13 +54,14 @@ MadeAppender make_console(const AppenderPlan& plan)
 
 MadeAppender make_file(const AppenderPlan& plan)
 {
-    return std::make_unique<log4cpp::FileAppender>(plan.name, file_name(plan), appends(plan));
+    return std::make_unique<LoudFile<log4cpp::FileAppender>>(plan.name, file_name(plan),
+                                                             appends(plan));
 }
 
 MadeAppender make_rolling_file(const AppenderPlan& plan)
 {
     constexpr int default_size = 10 * 1024 * 1024;
-    return std::make_unique<log4cpp::RollingFileAppender>(
+    return std::make_unique<LoudFile<log4cpp::RollingFileAppender>>(
         plan.name, file_name(plan),
         static_cast<std::size_t>(plan.number("maxFileSize", default_size)),
         static_cast<unsigned>(plan.number("maxBackupIndex", 1)), appends(plan));
@@ -66,7 +69,7 @@ MadeAppender make_rolling_file(const AppenderPlan& plan)
 
 MadeAppender make_daily_file(const AppenderPlan& plan)
 {
-    return std::make_unique<log4cpp::DailyRollingFileAppender>(
+    return std::make_unique<LoudFile<log4cpp::DailyRollingFileAppender>>(
         plan.name, file_name(plan), static_cast<unsigned>(plan.number("maxDaysKeep", 0)),
         appends(plan));
 }

@@ -30,5 +30,8 @@ struct AppenderPlan {
 /// property that gives the type. Opens nothing.
 text::Outcome check_appender(const AppenderPlan& plan, const LogProperty& definition);
 
-/// Makes the appender of a plan that was found good, and opens its file.
+/// Makes the appender of a plan that was found good, and opens its file. A file
+/// that can not be opened is no failure: it is told of on standard error, and its
+/// records go there until it can, which is tried once a second at most. Standard
+/// error is never waited for.
 std::unique_ptr<log4cpp::Appender> make_appender(const AppenderPlan& plan);

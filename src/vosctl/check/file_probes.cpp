@@ -122,7 +122,7 @@ void probe_log(const libconfig::Config& config, const char* key, Findings& findi
             continue;
         auto message = "log file " + file.path + " of appender " + file.appender;
         message.append(" in ").append(path).append(": ").append(writable.reason());
-        message += ": its records are lost without a word";
+        message += ": its records go to standard error until it can be";
         findings.push_back({Severity::error, key, message});
     }
 }

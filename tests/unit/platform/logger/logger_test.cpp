@@ -98,6 +98,31 @@ TEST_F(LoggerTest, every_spelling_that_log4cpp_takes_is_taken_and_leaves_no_file
     }
 }
 
+TEST_F(LoggerTest, file_that_can_not_be_opened_is_told_of_and_tried_again)
+{
+    const auto name = m_folder.file("later/log");
+    testing::internal::CaptureStderr();
+    LogSettings::load(
+        m_folder.write("settings", "appender.F=RollingFileAppender\nappender.F.maxFileSize=1\n" +
+                                       settings("INFO", name)));
+    m_log.info("one");
+    m_log.info("two");
+    std::filesystem::create_directory(m_folder.file("later"));
+    ::usleep(1'050'000);
+    m_log.info("three"); // and the file is rolled over
+    EXPECT_EQ(m_folder.read("later/log.1"), "Test INFO three\n");
+    std::filesystem::remove_all(m_folder.file("later"));
+    m_log.info("four"); // gone with the file, and there is no new one
+    m_log.info("five");
+    const std::string begin = "platform_logger_test: log file " + name;
+    const auto lost =
+        begin +
+        " can not be opened: No such file or directory; until it can, its records go here\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), lost + "Test INFO one\nTest INFO two\n" +
+                                                          begin + " is open again\n" + lost +
+                                                          "Test INFO five\n");
+}
+
 TEST_F(LoggerTest, changed_file_is_loaded_within_a_second_of_the_next_record)
 {
     const auto path = m_folder.write("log.properties", settings("ERROR", m_folder.file("log")));
