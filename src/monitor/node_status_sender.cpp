@@ -6,6 +6,7 @@
 #include "utils/node_status.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 
@@ -22,6 +23,12 @@ SupLogger& logger()
 {
     static SupLogger& instance = SupLogger::get_instance("VOSMonitor");
     return instance;
+}
+
+bool are_wanted()
+{
+    const char* value = std::getenv(node_status_variable);
+    return value != nullptr && std::strcmp(value, "1") == 0;
 }
 
 /// The certificate is looked at each time: it is renewed without a word to us,
@@ -49,13 +56,13 @@ nyx_utils::NodeStatus gather(nyx::Reporter& reporter)
 } // namespace
 
 NodeStatusSender::NodeStatusSender(const int& link, const std::unique_ptr<nyx::Reporter>& reporter)
-    : m_link(link), m_reporter(reporter), m_timer(on_due, this, -1)
+    : m_link(link), m_reporter(reporter), m_wanted(are_wanted()), m_timer(on_due, this, -1)
 {
 }
 
 void NodeStatusSender::status_changed(Clock::time_point now)
 {
-    if (m_timer.is_pending())
+    if (!m_wanted || m_timer.is_pending())
         return;
     const auto age = duration_cast<milliseconds>(now - m_last);
     m_timer.charge(static_cast<unsigned>(std::max(milliseconds{0}, period - age).count()));

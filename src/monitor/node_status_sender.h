@@ -9,14 +9,17 @@
 
 namespace nyx_monitor {
 
-/// One record on the control link for all that changes within a second. A link
-/// that is full or lost costs the record. Loop thread only.
+/// One record on the control link for all that changes within a second, if the
+/// environment says that the supervisor wants them (node_status_variable):
+/// another one would get records that it does not know. A link that is full or
+/// lost costs the record. Loop thread only.
 class NodeStatusSender {
 public:
     using Clock = std::chrono::steady_clock;
 
     /// Where the link (-1: none) and the reporter (null: none) are found when a
     /// record is due; without one of them there is none. Both outlive the sender.
+    /// The environment is read here.
     NodeStatusSender(const int& link, const std::unique_ptr<nyx::Reporter>& reporter);
 
     /// A record follows on the next loop turn, or when the last one is a second
@@ -29,6 +32,7 @@ private:
 
     const int& m_link;
     const std::unique_ptr<nyx::Reporter>& m_reporter;
+    bool m_wanted;
     nyx::NYXEventLibEventTimer m_timer;
     Clock::time_point m_last{}; ///< when the last one was due
 };

@@ -1,11 +1,14 @@
 #include "watchdog/child_process.h"
 
+#include "platform/ipc/ipc_record.h"
+
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -75,6 +78,7 @@ void ChildProcess::become_program(pid_t parent) const
     if (::getppid() != parent)
         ::_exit(exit_not_executed);
     reset_signals();
+    ::setenv(node_status_variable, "1", 1);
     ::execl(m_program.c_str(), m_program.c_str(), static_cast<char*>(nullptr));
     ::_exit(exit_not_executed);
 }

@@ -24,7 +24,8 @@ class ChildProcess : public nyx::SigChildHandler {
 public:
     using EndCallback = std::function<void(const ProcessEnd&)>;
 
-    /// `program` is started in this process's working directory; `on_end` is
+    /// `program` is started in this process's working directory, with
+    /// node_status_variable in its environment; `on_end` is
     /// called from the loop when it has ended, after this object is ready to
     /// start the next.
     ChildProcess(std::string program, EndCallback on_end);

@@ -21,6 +21,10 @@ enum : std::uint16_t {
     ipc_node_status = 112,   ///< daemon to supervisor: a record, then JSON text
 };
 
+/// In the daemon's environment with the value "1": its supervisor knows the
+/// records of type ipc_node_status and wants them.
+constexpr const char* node_status_variable = "VOS_NODE_STATUS";
+
 /// One record, host byte order. The names are NUL-terminated by those who
 /// write them; who reads must not rely on it.
 struct __attribute__((packed)) ipcmsg_t {

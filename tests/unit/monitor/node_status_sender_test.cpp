@@ -5,15 +5,21 @@ namespace {
 
 using NodeStatus = DaemonTest;
 
-TEST_F(NodeStatus, is_one_record_a_second_and_none_without_a_link_or_a_reporter)
+TEST_F(NodeStatus, is_one_record_a_second_and_none_without_a_link_a_reporter_or_a_wish)
 {
     const auto now = NodeStatusSender::Clock::now();
     const platform::UniqueFd owned(std::exchange(daemon.ipc_fd, -1)); // no more the daemon's
     int link = owned.get();
+    NodeStatusSender unasked(link, daemon.reporter);
+    ::setenv(node_status_variable, "1", 1);
     NodeStatusSender sender(link, daemon.reporter);
+    ::unsetenv(node_status_variable);
     const auto records_after = [&](int seconds) {
         const auto then = now + std::chrono::seconds(seconds);
-        run_in_loop([&] { sender.status_changed(then), sender.status_changed(then); });
+        run_in_loop([&] {
+            for (auto* one : {&sender, &sender, &unasked})
+                one->status_changed(then);
+        });
         int count = 0;
         for (ipcmsg_t record; read_msg(supervisor.get(), &record, sizeof record, 0) > 0;)
             count += record.type == ipc_node_status ? 1 : 0;

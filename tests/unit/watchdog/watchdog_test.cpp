@@ -36,7 +36,7 @@ TEST(ChildProcess, reports_how_the_program_ended_and_starts_the_next)
         return describe_wait_status(end->status);
     };
     const TempFolder folder;
-    const auto script = folder.write("program", "#!/bin/sh\nexit 3\n");
+    const auto script = folder.write("program", "#!/bin/sh\nexit $((VOS_NODE_STATUS + 2))\n");
     std::filesystem::permissions(script, std::filesystem::perms::all);
     ChildProcess child(script, [&end](const ProcessEnd& how) { end = how; });
     ASSERT_TRUE(child.start());
