@@ -38,7 +38,7 @@ void require(const text::Outcome& bound, const char* socket)
 Supervisor::Supervisor(const Settings& settings, const std::string& program)
     : m_heartbeat_timeout(settings.heartbeat_timeout), m_supervision(settings),
       m_daemon(program, [this](const ProcessEnd& end) { daemon_ended(end); }),
-      m_heartbeats(daemon_name, [this] { m_supervision.heartbeat(Clock::now()); }),
+      m_heartbeats(daemon_name, [this] { heartbeat(); }),
       m_control(
           {.daemon_pid = [this] { return m_daemon.pid(); },
            .status = [this] { return status_json(); },
@@ -55,7 +55,6 @@ void Supervisor::start()
     require(m_control.start(control_family), control_family);
     m_tick.start(tick_period);
     start_daemon();
-    m_notifier.send("READY=1");
 }
 
 void Supervisor::start_daemon()
@@ -77,6 +76,15 @@ void Supervisor::tick()
     m_notifier.send("WATCHDOG=1");
     check_heartbeat();
     notify_status();
+}
+
+/// The node is monitored from the first one on: a daemon that is only started
+/// may end at once.
+void Supervisor::heartbeat()
+{
+    m_supervision.heartbeat(Clock::now());
+    if (!std::exchange(m_is_ready, true))
+        m_notifier.send("READY=1");
 }
 
 void Supervisor::check_heartbeat()

@@ -42,6 +42,7 @@ public:
 private:
     void start_daemon();
     void tick();
+    void heartbeat();
     void check_heartbeat();
     void kill_daemon();
     void daemon_ended(const ProcessEnd& end);
@@ -61,6 +62,7 @@ private:
     nyx::Timer m_kill_timer;
     std::optional<nyx_utils::NodeStatus> m_node; ///< the last that this daemon reported
     Supervision::Time m_node_time;
+    bool m_is_ready{false}; ///< the service manager has been told
 };
 
 } // namespace vos_watchdog

@@ -228,7 +228,8 @@ time.sleep(600)
         self.assertEqual((len(silent), node.end()), (40, 0))
 
     def test_notifications(self):
-        node = self.node(**{"Monitoring.report_freq": 0})
+        node = self.node(**{"Monitoring.report_freq": 0, "General.vos_id": None,
+                            "Watchdog.restart_delay_ms": 50})
         manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self.addCleanup(manager.close)
         manager.bind(node.path("notify"))
@@ -237,10 +238,14 @@ time.sleep(600)
         self.addCleanup(os.environ.pop, "NOTIFY_SOCKET")
         self.supervise(node)
         told = ""
-        for wanted in ({"READY=1", "WATCHDOG=1", "STATUS=vos_monitor runs"}, {"STOPPING=1"}):
-            while not all(text in told for text in wanted):
+        for ready, wanted, then in (
+                (0, "down, 2 restarts", lambda: node.configure(**{"General.vos_id": "node-7"})),
+                (1, "READY=1\nWATCHDOG=1\nSTATUS=vos_monitor runs", lambda: node.signal(signal.SIGTERM)),
+                (1, "STOPPING=1", lambda: None)):
+            while wanted not in told:
                 told += manager.recv(4096).decode() + "\n"
-            node.signal(signal.SIGTERM)
+            self.assertEqual(told.count("READY=1"), ready, told)
+            then()
         self.assertEqual(node.end(), 0)
 
     def test_restarts_leave_nothing_behind(self):
