@@ -39,11 +39,15 @@ MachineCpuInfo::MachineCpuInfo(bool dual, std::string proc_root, std::uint64_t c
 bool MachineCpuInfo::read_cpu(std::uint64_t now_ms)
 {
     unsigned long long idle{};
-    if (!read_cpu_idle_time(idle, m_proc_root))
+    std::uint64_t cores{};
+    if (!read_cpu_idle_time(idle, m_proc_root, &cores))
         return false;
+    const bool same_cores = cores == m_num_of_cores || cores == 0;
+    if (!same_cores)
+        m_num_of_cores = cores;
     // Hundredths of a second, the unit of the idle counter.
     const double time = static_cast<double>(now_ms * 100) / 1000.0;
-    if (m_previous_time == 0.0) {
+    if (m_previous_time == 0.0 || !same_cores) {
         m_total = 0.0;
     } else {
         m_total = usage_since_previous(idle, time);

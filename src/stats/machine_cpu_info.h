@@ -22,9 +22,10 @@ public:
                             std::uint64_t cores = nyx::Helper::calc_number_of_cores());
 
     /// Reads /proc/stat at the wall clock's `now_ms` and publishes the usage in
-    /// the status record. The first read is 0 and publishes nothing. False when
-    /// the file can not be read. Throws std::runtime_error when the record's
-    /// semaphore can not be given back.
+    /// the status record. The first read is 0 and publishes nothing, and so is
+    /// one that finds CPUs added or taken away: how many there were in between
+    /// is not known. False when the file can not be read. Throws std::runtime_error when the
+    /// record's semaphore can not be given back.
     bool read_cpu(std::uint64_t now_ms = nyx::Helper::get_timestamp_ms());
     /// Reads, and makes the map "total", "num-of-cores", "cores" (always empty)
     /// and "cpu-stats". An empty map when the read fails.

@@ -63,13 +63,17 @@ std::uint32_t take_drops(const DropChain& chain)
 
 } // namespace
 
-bool read_cpu_idle_time(unsigned long long& idle, const std::string& proc_root)
+bool read_cpu_idle_time(unsigned long long& idle, const std::string& proc_root,
+                        std::uint64_t* cores)
 {
     const auto text = platform::read_record_file(proc_root + "/stat");
     const auto ticks = text ? procfs::parse_idle_ticks(*text) : std::nullopt;
-    if (ticks)
-        idle = *ticks;
-    return ticks.has_value();
+    if (!ticks)
+        return false;
+    idle = *ticks;
+    if (cores != nullptr)
+        *cores = static_cast<std::uint64_t>(procfs::parse_cpu_times(*text).cores);
+    return true;
 }
 
 std::uint32_t get_icmp_flood_drop()

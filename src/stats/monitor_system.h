@@ -5,9 +5,10 @@
 #include <string>
 
 /// Stores the ticks that all CPUs together have idled since boot, from
-/// /proc/stat. False, with `idle` unchanged, when it can not be read or its
-/// first line is not the aggregate.
-bool read_cpu_idle_time(unsigned long long& idle, const std::string& proc_root = "/proc");
+/// /proc/stat, and with `cores` how many CPUs it lists. False, with both
+/// unchanged, when it can not be read or its first line is not the aggregate.
+bool read_cpu_idle_time(unsigned long long& idle, const std::string& proc_root = "/proc",
+                        std::uint64_t* cores = nullptr);
 
 /// Packets that the chain "ICMP_FLOOD" (its rule 4) or "syn-rate-limit" (its
 /// rule 2) has dropped since the last call; published in the status record.

@@ -35,32 +35,37 @@ TEST(MachineRam, used_is_what_is_neither_free_nor_cache)
 
 TEST(MachineCpu, usage_of_two_cores_between_reads)
 {
+    constexpr const char *two = "\ncpu0 1\ncpu1 1\nintr 7\n", *four = "\ncpu0\ncpu1\ncpu2\ncpu3\n";
     struct {
         std::uint64_t now_ms, idle;
-        const char *usage, *record;
+        const char *listed, *cores, *usage, *record;
     } const reads[] = {
-        {1000000, 1000, "0.0", ""}, // the first one
-        {1001000, 1100, "50.0", "read_cpu: Total CPU usage: 50%\n"},
-        {1002000, 1100, "100.0", "Shared memory disabled for: "},
-        {1003000, 1400, "0.0",
+        {1000000, 1000, "", "2", "0.0", ""}, // the first one; none listed: the count stays
+        {1001000, 1100, two, "2", "50.0", "read_cpu: Total CPU usage: 50%\n"},
+        {1002000, 1100, two, "2", "100.0", "Shared memory disabled for: "},
+        {1003000, 1400, two, "2", "0.0",
          "Negative total machine CPU usage: = -50\n"
          "Timestamp difference = 100 CPU idle time difference = 300\n"},
-        {1002000, 1500, "0.0", "read_cpu: Total CPU usage: 0%\n"}, // the clock stepped back
-        {1002016, 1502, "50.0", ""},                               // 1.6 ticks count as two
+        // The clock stepped back; then 1.6 ticks count as two.
+        {1002000, 1500, two, "2", "0.0", "read_cpu: Total CPU usage: 0%\n"},
+        {1002016, 1502, two, "2", "50.0", ""},
+        {1003016, 1902, four, "4", "0.0", nullptr}, // two CPUs more
+        {1004016, 2202, four, "4", "25.0", "read_cpu: Total CPU usage: 25%\n"},
+        {1005016, 2302, two, "2", "0.0", nullptr},
     };
     const FakeProc proc;
     nyx_monitor::MachineCpuInfo cpu(false, proc.path(), 2);
     EXPECT_EQ(cpu.generate_cpu_info_report().dump(), "{}") << "no file";
     proc.write("stat", "cpu  0 0 0 0");
     ASSERT_TRUE(cpu.read_cpu(0)); // at time 0, the next one is the first
-    for (const auto& [now_ms, idle, usage, record] : reads) {
+    for (const auto& [now_ms, idle, listed, cores, usage, record] : reads) {
         const CapturedLog log;
-        proc.write("stat", "cpu  9 9 9 " + std::to_string(idle) + " 9 9");
+        proc.write("stat", "cpu  9 9 9 " + std::to_string(idle) + " 9 9" + listed);
         EXPECT_EQ(cpu.generate_cpu_info_report(now_ms).dump(),
                   R"({"cores":[],"cpu-stats":{"clock-skew-ms":0,"num-of-samples":0,)"
-                  R"("steal-average-pct":0.0,"steal-variance":0.0},"num-of-cores":2,"total":)" +
-                      std::string(usage) + "}");
-        EXPECT_TRUE(log.contains(record)) << log.text();
+                  R"("steal-average-pct":0.0,"steal-variance":0.0},"num-of-cores":)" +
+                      std::string(cores) + R"(,"total":)" + usage + "}");
+        EXPECT_TRUE(record == nullptr ? log.text().empty() : log.contains(record)) << log.text();
     }
     EXPECT_THROW(nyx_monitor::MachineCpuInfo(false, proc.path(), 0), std::runtime_error);
 }
