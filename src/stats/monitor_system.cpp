@@ -44,13 +44,15 @@ std::uint32_t read_and_zero(const DropChain& chain)
         logger().error(chain.no_counter);
         return 0;
     }
-    const auto count = drop_count(printed);
-    // Not by system(): it waits for ever, and a hung firewall lock would stop
-    // the loop.
+    const auto count = std::stoul(printed);
+    // Also when it is too large to give: it would be so for ever. Not by system(): it waits for
+    // ever, and a hung firewall lock would stop the loop.
     constexpr auto collect = platform::CommandOutput::standard_output;
     if (nyx_utils::run_command(chain.zero_command, collect).exit_code != 0)
         logger().warning("An error occurred while running:", chain.zero_command);
-    return count;
+    if (count > std::numeric_limits<std::uint32_t>::max())
+        throw std::out_of_range("stoul");
+    return static_cast<std::uint32_t>(count);
 }
 
 std::uint32_t take_drops(const DropChain& chain)
@@ -84,12 +86,4 @@ std::uint32_t get_icmp_flood_drop()
 std::uint32_t get_syn_flood_drop()
 {
     return take_drops(syn_flood);
-}
-
-std::uint32_t drop_count(const std::string& printed)
-{
-    const auto count = std::stoul(printed);
-    if (count > std::numeric_limits<std::uint32_t>::max())
-        throw std::out_of_range("stoul");
-    return static_cast<std::uint32_t>(count);
 }

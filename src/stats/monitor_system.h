@@ -15,12 +15,9 @@ bool read_cpu_idle_time(unsigned long long& idle, const std::string& proc_root =
 /// They run iptables twice, to read the counter and to set it to zero: what is
 /// dropped in between is lost. 0, and one error record, when there is no such
 /// rule. A counter that can not be zeroed is warned about and counts on. Throw
-/// what drop_count() throws, and std::runtime_error when the record's
-/// semaphore can not be given back.
+/// std::invalid_argument for what is no number, std::out_of_range for one
+/// beyond 32 bits (which is set to zero all the same), both with the text
+/// "stoul", and std::runtime_error when the record's semaphore can not be given
+/// back.
 std::uint32_t get_icmp_flood_drop();
 std::uint32_t get_syn_flood_drop();
-
-/// The counter that a command printed. Throws std::invalid_argument for what
-/// is no number and std::out_of_range for one beyond 32 bits, both with the
-/// text "stoul". Pure.
-std::uint32_t drop_count(const std::string& printed);
