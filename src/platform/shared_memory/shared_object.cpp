@@ -29,20 +29,27 @@ int creation_flag(SharedMemoryUse use)
     return use == SharedMemoryUse::create ? O_CREAT : 0;
 }
 
-/// Touching what lies behind the end of the object would be a bus error.
-void make_long_enough(int fd, const std::string& name, std::size_t size, SharedMemoryUse use)
+/// The size of a file that is root's or this user's own; `what` is it, for who
+/// reads the reason. The folder is everybody's.
+std::size_t size_of_own(int fd, const std::string& what, const std::string& name)
 {
     struct stat found {};
     if (::fstat(fd, &found) != 0)
         fail("inspect", name);
     if (found.st_uid != 0 && found.st_uid != ::geteuid())
-        throw std::runtime_error("Shared memory " + name + " is another user's");
-    if (static_cast<std::size_t>(found.st_size) >= size)
+        throw std::runtime_error(what + " is another user's");
+    return static_cast<std::size_t>(found.st_size);
+}
+
+/// Touching what lies behind the end of the object would be a bus error.
+void make_long_enough(int fd, const std::string& name, std::size_t size, SharedMemoryUse use)
+{
+    const auto found = size_of_own(fd, "Shared memory " + name, name);
+    if (found >= size)
         return;
     if (use == SharedMemoryUse::existing)
-        throw std::runtime_error("Shared memory " + name +
-                                 " is of another layout: " + std::to_string(found.st_size) +
-                                 " bytes, not " + std::to_string(size));
+        throw std::runtime_error("Shared memory " + name + " is of another layout: " +
+                                 std::to_string(found) + " bytes, not " + std::to_string(size));
     if (::ftruncate(fd, static_cast<off_t>(size)) != 0)
         fail("size", name);
 }
@@ -60,24 +67,43 @@ void* map(const std::string& name, std::size_t size, SharedMemoryUse use)
     return data;
 }
 
-} // namespace
-
-SharedMemory::SharedMemory(const std::string& name, std::size_t size, SharedMemoryUse use)
-    : m_size(size), m_data(map(name, size, use)),
-      m_semaphore(::sem_open(("/" + name).c_str(), creation_flag(use), private_mode, 1))
+sem_t* open_semaphore(const std::string& name, SharedMemoryUse use)
 {
-    if (m_semaphore == SEM_FAILED) {
-        const int error = errno;
-        ::munmap(m_data, m_size);
-        errno = error;
+    auto* semaphore = ::sem_open(("/" + name).c_str(), creation_flag(use), private_mode, 1);
+    if (semaphore == SEM_FAILED)
         fail("open the semaphore of", name);
-    }
+    return semaphore;
 }
 
-SharedMemory::~SharedMemory()
+/// The C library looks at neither owner nor size of the file that it maps. Done
+/// when that is open: what was there before could have been changed meanwhile.
+void require_whole_semaphore(const std::string& name)
 {
-    ::sem_close(m_semaphore);
-    ::munmap(m_data, m_size);
+    const auto what = "The semaphore of shared memory " + name;
+    const platform::UniqueFd fd(::shm_open(("/sem." + name).c_str(), O_RDONLY | O_CLOEXEC, 0));
+    if (!fd.valid())
+        fail("inspect the semaphore of", name);
+    if (const auto size = size_of_own(fd.get(), what, name); size < sizeof(sem_t))
+        throw std::runtime_error(what + " is too short: " + std::to_string(size) + " bytes, not " +
+                                 std::to_string(sizeof(sem_t)));
+}
+
+} // namespace
+
+void SharedMemory::Unmap::operator()(void* data) const
+{
+    ::munmap(data, size);
+}
+
+void SharedMemory::CloseSemaphore::operator()(sem_t* semaphore) const
+{
+    ::sem_close(semaphore);
+}
+
+SharedMemory::SharedMemory(const std::string& name, std::size_t size, SharedMemoryUse use)
+    : m_data(map(name, size, use), {size}), m_semaphore(open_semaphore(name, use))
+{
+    require_whole_semaphore(name);
 }
 
 bool SharedMemory::lock()
@@ -85,7 +111,7 @@ bool SharedMemory::lock()
     timespec deadline{};
     ::clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += 1;
-    while (::sem_clockwait(m_semaphore, CLOCK_MONOTONIC, &deadline) != 0)
+    while (::sem_clockwait(m_semaphore.get(), CLOCK_MONOTONIC, &deadline) != 0)
         if (errno != EINTR)
             return false;
     return true;
@@ -93,7 +119,7 @@ bool SharedMemory::lock()
 
 bool SharedMemory::unlock()
 {
-    return ::sem_post(m_semaphore) == 0;
+    return ::sem_post(m_semaphore.get()) == 0;
 }
 
 } // namespace nyx_utils

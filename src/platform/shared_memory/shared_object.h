@@ -6,6 +6,7 @@
 #include <semaphore.h>
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <typeinfo>
 
@@ -25,13 +26,14 @@ class SharedMemory {
 public:
     /// `name` without the leading "/". Throws std::runtime_error with the
     /// reason; one that exists and is shorter than `size` is of another layout,
-    /// and is made longer only when it may be created.
+    /// and is made longer only when it may be created. A semaphore that is too
+    /// short is refused.
     SharedMemory(const std::string& name, std::size_t size, SharedMemoryUse use);
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
-    ~SharedMemory();
+    ~SharedMemory() = default;
 
-    void* data() { return m_data; }
+    void* data() { return m_data.get(); }
 
     /// Takes the semaphore. Waits at most one second, also through signals: a
     /// holder that died must not stop the loop. False with errno set.
@@ -40,9 +42,16 @@ public:
     bool unlock();
 
 private:
-    std::size_t m_size;
-    void* m_data;
-    sem_t* m_semaphore;
+    struct Unmap {
+        std::size_t size;
+        void operator()(void* data) const;
+    };
+    struct CloseSemaphore {
+        void operator()(sem_t* semaphore) const;
+    };
+
+    std::unique_ptr<void, Unmap> m_data;
+    std::unique_ptr<sem_t, CloseSemaphore> m_semaphore;
 };
 
 /// One `T` shared by every process that opens the same name. `T` must be

@@ -32,12 +32,20 @@ TEST_F(SharedMemoryObject, is_made_longer_by_who_may_make_one)
     SharedMemory(name.substr(1), 9, SharedMemoryUse::existing);
 }
 
-TEST_F(SharedMemoryObject, of_another_user_is_refused)
+TEST_F(SharedMemoryObject, is_refused_with_a_semaphore_that_is_none_and_when_it_is_another_user_s)
 {
-    if (::fchown(object.get(), 12345, 12345) != 0)
-        GTEST_SKIP() << "only root can give an object away";
+    const platform::UniqueFd semaphore(
+        ::shm_open(("/sem." + name.substr(1)).c_str(), O_RDWR | O_CREAT, 0600));
     for (const auto use : {SharedMemoryUse::create, SharedMemoryUse::existing})
-        expect_refused(8, use, " is another user's");
+        expect_refused(8, use, "is too short: 0 bytes, not 32");
+    ASSERT_EQ(::ftruncate(semaphore.get(), sizeof(sem_t)), 0);
+    SharedMemory(name.substr(1), 8, SharedMemoryUse::existing);
+    for (const auto* file : {&semaphore, &object}) {
+        if (::fchown(file->get(), 12345, 12345) != 0)
+            GTEST_SKIP() << "only root can give a file away";
+        for (const auto use : {SharedMemoryUse::create, SharedMemoryUse::existing})
+            expect_refused(8, use, " is another user's");
+    }
 }
 
 } // namespace
