@@ -35,7 +35,7 @@ def measure_pieces(bench, size):
 def measure_memory(counts):
     """Resident memory of a daemon after so many reports, by count."""
     # The period leaves time for the post: a report that falls due before that is made in vain.
-    bench = BenchNode(log="WARN", **{"Monitoring.report_freq": 50, "General.polling_rate_ms": 1})
+    bench = BenchNode(log="WARN", **{"Monitoring.report_freq": 100, "General.polling_rate_ms": 10})
     with contextlib.closing(bench):
         bench.serve().start()
         memory = {}

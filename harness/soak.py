@@ -73,7 +73,7 @@ class Soak:
 
     def set_up(self):
         self.node = Node(**{
-            "General.polling_rate_ms": 2, "General.zel_http_client_timeout_sec": 1,
+            "General.polling_rate_ms": 10, "General.zel_http_client_timeout_sec": 1,
             "General.quiet_node": True, "Monitoring.builtin_commands": True,
             "Monitoring.report_freq": 200, "Watchdog.log_config_file": "watchdog.properties"})
         for folder in ("disk", "accepted"):

@@ -29,7 +29,7 @@ constexpr Missing otherwise(T fallback)
 }
 
 constexpr const char* property_file = "path of a log4cpp property file";
-constexpr const char* spins = "the daemon's loop spins and takes a whole processor";
+constexpr const char* bounded = "it counts as 10";
 constexpr const char* by_default = "its default is used";
 
 constexpr KnownKey table[] = {
@@ -43,9 +43,10 @@ constexpr KnownKey table[] = {
     {key::hmac_secret, TypeString, "from vosctl seal", use, not_signed, filled},
     {key::hmac_timeout, TypeInt, "ms", use, not_signed, any, 1, not_signed.follows},
     {key::hmac_key_file, TypeString, "path", use, otherwise(default_hmac_key_file), filled},
-    {key::polling_rate_ms, TypeInt, "ms", reload, no_reports, any, 1, spins},
+    {key::polling_rate_ms, TypeInt, "ms", reload, no_reports, any, least_interval_ms, bounded,
+     warning},
     {key::message_check_timeout_ms, TypeInt, "ms", use, otherwise(default_message_check_timeout_ms),
-     any, 1, spins},
+     any, least_interval_ms, bounded, warning},
     {key::max_thread_runtime_ms, TypeInt, "ms", start, no_start, any, 1001,
      "every pass of the CPU sampler, which sleeps for a second, is warned about", warning},
     {key::quiet_node, TypeBoolean, "", start, otherwise(default_quiet_node)},

@@ -45,6 +45,8 @@ constexpr const char* longest_restart_delay_ms = "Watchdog.longest_restart_delay
 
 constexpr const char* default_hmac_key_file = "/opt/vos/secret.key";
 constexpr int default_message_check_timeout_ms = 5000;
+/// What "General.polling_rate_ms" and "General.message_check_timeout_ms" are at least.
+constexpr int least_interval_ms = 10;
 constexpr bool default_quiet_node = false;
 constexpr bool default_builtin_commands = false;
 constexpr int default_heartbeat_timeout_ms = 10000;

@@ -260,4 +260,9 @@ std::vector<std::string_view> path_names(std::string_view path)
     }
 }
 
+bool is_cut_number(std::string_view literal)
+{
+    return bits_exceeded(literal) != 0;
+}
+
 } // namespace nyx

@@ -68,6 +68,10 @@ private:
     std::vector<Token> m_tokens;
 };
 
+/// Whether libconfig makes another number of `literal`, one that does not fit 32
+/// bits, or 64 with the suffix L; not of what is no number. Pure.
+bool is_cut_number(std::string_view literal);
+
 /// The names of a dotted path.
 std::vector<std::string_view> path_names(std::string_view path);
 

@@ -1,6 +1,7 @@
 #include "monitor/monitor.h"
 
 #include "config/keys.h"
+#include "monitor/intervals.h"
 
 #include <stdexcept>
 
@@ -29,6 +30,7 @@ void require_armed(bool armed, const std::string& event)
 bool verify_vos_monitor_conf()
 {
     auto& daemon = monitor();
+    bound_intervals(daemon.configurator->config);
     const auto& config = daemon.configurator->config;
     if (!config.lookupValue(config::key::report_freq, daemon.report_freq_ms)) {
         monitor_logger().error("Couldn't read reports frequency from conf");

@@ -45,7 +45,8 @@ SupLogger& monitor_logger();
 /// daemon ends. A new one is better than one that is deaf.
 void require_armed(bool armed, const std::string& event);
 
-/// Reads the two settings that reporting needs. False, and one record that says
+/// To be called at every load of the configuration: bounds its intervals and
+/// reads the two settings that reporting needs. False, and one record that says
 /// why, when reporting is off; a value that was read before stays read.
 bool verify_vos_monitor_conf();
 

@@ -151,7 +151,7 @@ class Supervised(NodeTest):
                       self.vosctl(node, "check", status=1))
         self.assertEqual(self.vosctl(node, "get", "General.polling_rate_ms"), "20\n")
         self.assertIn("General.zel_report_url=https://192.0.2.1:443\n", self.vosctl(node, "list"))
-        self.vosctl(node, "set", "General.polling_rate_ms", "0", status=1)
+        self.vosctl(node, "set", "General.zel_http_client_timeout_sec", "0", status=1)
         self.vosctl(node, "check", os.path.join(TOP, "examples/vos.conf"))
 
     def test_daemon_that_ends_by_itself_is_started_again(self):

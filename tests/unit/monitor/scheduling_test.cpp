@@ -15,8 +15,8 @@ const std::string rate = "polling_rate_ms=20;";
 
 const struct {
     std::string monitoring, general;
-    std::string record;                             ///< none: reporting is on
-    std::pair<std::int32_t, std::uint32_t> periods; ///< 7: not read
+    std::string record;
+    std::pair<std::int32_t, std::uint32_t> periods; ///< 7: not read; reporting is off
 } cases[] = {
     {"report_freq=1;", rate, "", {1, 20}},
     {"", rate, "Couldn't read reports frequency from conf\n", {7, 7}},
@@ -24,6 +24,10 @@ const struct {
     {"report_freq=0;", rate, "Reports frequency is 0, not collecting reports.\n", {0, 7}},
     {"report_freq=-5;", rate, "Reports frequency is -5, not collecting reports.\n", {-5, 7}},
     {"report_freq=1;", "", "Missing configuration for General.polling_rate_ms\n", {1, 7}},
+    {"report_freq=1;",
+     "polling_rate_ms=-5;",
+     "General.polling_rate_ms is -5; it counts as 10\n",
+     {1, 10}},
 };
 
 TEST_F(Scheduling, takes_its_periods_from_the_configuration_or_says_why_it_is_off)
@@ -33,10 +37,25 @@ TEST_F(Scheduling, takes_its_periods_from_the_configuration_or_says_why_it_is_of
         daemon.report_freq_ms = 7;
         daemon.polling_rate_ms = 7;
         const CapturedLog one;
-        EXPECT_EQ(verify_vos_monitor_conf(), record.empty()) << monitoring << general;
+        EXPECT_EQ(verify_vos_monitor_conf(), periods.second != 7) << monitoring << general;
         EXPECT_EQ(one.text(), record);
         EXPECT_EQ(std::pair(daemon.report_freq_ms, daemon.polling_rate_ms), periods) << record;
     }
+    const std::string missing = ", which does not fit 31 bits; it counts as missing\n";
+    for (const auto& [written, taken, said] : {std::tuple("10", 10, std::string()),
+                                               {"0x9", 10, "; it counts as 10\n"},
+                                               {"0x80000000", 7, missing},
+                                               {"3000000000L", 7, missing}}) {
+        configure("report_freq=1;", rate + "message_check_timeout_ms=" + written + ";");
+        int check = 7;
+        const CapturedLog one;
+        EXPECT_TRUE(verify_vos_monitor_conf());
+        store.config.lookupValue("General.message_check_timeout_ms", check);
+        EXPECT_EQ(check, taken) << written;
+        EXPECT_TRUE(one.text().ends_with(written + said) || one.text() == said) << one.text();
+    }
+    std::filesystem::remove(folder.file("vos.conf"));
+    EXPECT_TRUE(verify_vos_monitor_conf()) << "the tree stays without its file";
 }
 
 TEST_F(Scheduling, the_period_counts_from_start_to_start_whatever_becomes_of_the_report)

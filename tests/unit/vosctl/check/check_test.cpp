@@ -54,7 +54,7 @@ TEST_F(Check, each_mistake_has_its_line)
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"freq = 60000", "freq = -1", "F: Monitoring.report_freq: warning: is -1"},
         {"report_freq = 60000;", "", "F: Monitoring.report_freq: missing: reporting is disabled"},
-        {"= 250", "= 0", "F: General.polling_rate_ms: is 0: the daemon's loop spins"},
+        {"= 250", "= 0", "F: General.polling_rate_ms: warning: is 0: it counts as 10"},
         {"freq = 60000", "freq = 5000000000", "F: Monitoring.report_freq: 5000000000 does not fit"},
         {"freq = 60000", "freq = 17999", "F: Monitoring.report_freq: note: is 17999, less"},
         {"= 250", "= 1667", "F: General.polling_rate_ms: warning: is 1667: a post takes up to"},
