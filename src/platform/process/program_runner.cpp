@@ -2,6 +2,7 @@
 
 #include "platform/file/unique_fd.h"
 #include "platform/logger/sup_logger.h"
+#include "platform/process/shell_command.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -70,7 +71,7 @@ public:
     /// 0 and the child's pid, or an errno value.
     int spawn(const std::string& command, pid_t* pid) const
     {
-        std::string text = command;
+        auto text = shell_text(command);
         char shell[] = "/bin/sh";
         char option[] = "-c";
         const std::array<char*, 4> argv{shell, option, text.data(), nullptr};

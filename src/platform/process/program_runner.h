@@ -13,7 +13,8 @@ enum class CommandOutput {
     with_errors,     ///< standard error is collected too
 };
 
-/// Runs `command` by /bin/sh -c and waits for it. The child starts with default
+/// Runs `command` by /bin/sh -c, which becomes the program that it is when it is
+/// one (see shell_command.h), and waits for it. The child starts with default
 /// signal dispositions, in a process group of its own, with no descriptors but
 /// 0 to 2. After 5 s, or 16 MiB of output, the group is killed and an error is
 /// logged. No zombie is left behind.

@@ -16,9 +16,14 @@ TEST(Commands, the_configuration_switches_them_and_a_reload_counts)
     const auto path = folder.write("vos.conf", "Monitoring = { builtin_commands = true; };");
     nyx::AConfigurator conf(path.c_str(), false);
     nyx::TheConfigurator::set_configurator(&conf);
+    int calls = 0; // one before each command, and more while a program runs
+    platform::set_between_commands([&calls] { ++calls; });
     EXPECT_EQ(run_command(own, platform::CommandOutput::with_errors).exit_code, 1);
+    EXPECT_EQ(calls, 1);
     folder.write("vos.conf", "");
     conf.reload_configuration();
-    EXPECT_EQ(run_command(own, platform::CommandOutput::with_errors).exit_code, 0);
+    EXPECT_EQ(run_command(own, platform::CommandOutput::with_errors).exit_code, 1);
+    EXPECT_GT(calls, 2);
+    platform::set_between_commands(nullptr);
     nyx::TheConfigurator::set_configurator(nullptr);
 }
