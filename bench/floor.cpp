@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -76,9 +77,13 @@ std::uint64_t count_descriptors(int pid)
     DIR* folder = ::opendir(process_path(pid, "fd"));
     if (folder == nullptr)
         return 0;
+    struct stat found {};
     std::uint64_t count = 0;
-    while (::readdir(folder) != nullptr)
-        ++count;
+    if (::fstat(::dirfd(folder), &found) == 0 && found.st_size > 0)
+        count = static_cast<std::uint64_t>(found.st_size) + 2; // Linux 6.2 and later
+    else
+        while (::readdir(folder) != nullptr)
+            ++count;
     ::closedir(folder);
     return count;
 }

@@ -17,11 +17,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -157,6 +161,54 @@ private:
     std::string m_copy_path;
 };
 
+/// A process with so many descriptors.
+class DescriptorHolder {
+public:
+    explicit DescriptorHolder(int count)
+    {
+        int ready[2];
+        if (::pipe2(ready, O_CLOEXEC) != 0)
+            throw std::runtime_error("no pipe");
+        m_pid = ::fork();
+        if (m_pid == 0)
+            hold(count, ready[1]);
+        ::close(ready[1]);
+        char said = 0;
+        const bool holds = ::read(ready[0], &said, 1) == 1;
+        ::close(ready[0]);
+        if (!holds)
+            throw std::runtime_error("no process with " + std::to_string(count) + " descriptors");
+    }
+    DescriptorHolder(const DescriptorHolder&) = delete;
+    DescriptorHolder& operator=(const DescriptorHolder&) = delete;
+    ~DescriptorHolder()
+    {
+        ::kill(m_pid, SIGKILL);
+        ::waitpid(m_pid, nullptr, 0);
+    }
+
+    int pid() const { return m_pid; }
+
+private:
+    [[noreturn]] static void hold(int count, int ready)
+    {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        rlimit limit{};
+        ::getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        for (int last = 0; last != count - 1;)
+            if ((last = ::dup(ready)) < 0)
+                ::_exit(1);
+        if (::write(ready, "", 1) != 1)
+            ::_exit(1);
+        while (true)
+            ::pause();
+    }
+
+    int m_pid{-1};
+};
+
 double children_us()
 {
     rusage used{};
@@ -217,6 +269,19 @@ void register_collectors(Pieces& pieces)
     measure("collector/CPUStatSampler", [&] { pieces.sample(); });
 }
 
+void register_many_descriptors()
+{
+    const auto run = [](benchmark::State& state) {
+        const DescriptorHolder process(20000);
+        for (auto _ : state)
+            benchmark::DoNotOptimize(ProcFdStats(process.pid()));
+    };
+    benchmark::RegisterBenchmark("collector/ProcFdStats, 20000 descriptors", run)
+        ->MeasureProcessCPUTime()
+        ->UseRealTime()
+        ->Unit(benchmark::kMicrosecond);
+}
+
 void register_report(Pieces& pieces)
 {
     measure("report/create_report", [&] { pieces.create_report(); });
@@ -255,6 +320,7 @@ void run(nyx::AConfigurator& conf, int argc, char** argv)
     Pieces pieces(conf);
     benchmark::AddCustomContext("processes", std::to_string(pieces.pids().size()));
     register_collectors(pieces);
+    register_many_descriptors();
     register_report(pieces);
     register_scale(pieces);
     benchmark::RunSpecifiedBenchmarks();

@@ -11,7 +11,7 @@
 /// The descriptors of one process, read at construction.
 class ProcFdStats {
 public:
-    /// Lists /proc/<pid>/fd and reads /proc/<pid>/limits.
+    /// Looks at /proc/<pid>/fd and reads /proc/<pid>/limits.
     explicit ProcFdStats(int pid, const std::string& proc_root = "/proc");
 
     /// Counts the entries of /proc/<pid>/fd into the cycle's accumulator.

@@ -117,6 +117,9 @@ TEST(FdStats, counts_dots_and_keeps_the_largest_ratio)
         EXPECT_EQ((std::vector{fd.total, fd.other, fd.idle, fd.velmarin}), counters) << file_nr;
     }
     EXPECT_EQ(log.count("failed to read system file descriptors usage\n"), 1);
+    // Both looks have a descriptor of their own.
+    const auto open = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    EXPECT_EQ(ProcFdStats(::getpid()).fd_count(), 2 + open);
 }
 
 struct Cycle : testing::Test {
