@@ -42,6 +42,7 @@ void KeepAlive::init(int checks, const std::string& name, const std::string& soc
 {
     if (m_checks)
         return;
+    m_last_sent = Helper::get_clock(); // none is due before a period has passed
     m_name = name;
     m_checks = std::make_unique<std::vector<int>>(checks, 0);
     if (m_fd == 0) {
@@ -96,7 +97,7 @@ void KeepAlive::send_when_due()
 {
     if (!m_ready || Helper::get_clock_diff_ms(Helper::get_clock(), m_last_sent) < period_ms)
         return;
-    send_keepalive();
+    send_heartbeat();
     charge(period_ms);
 }
 

@@ -33,7 +33,8 @@ public:
     void send_keepalive();
 
     /// For work that keeps the loop from its timers: sends a heartbeat when the
-    /// last one is a period old, and counts the next period from there.
+    /// last one, or init(), is a period ago, and counts the next period from
+    /// there.
     void send_when_due();
 
     static void keepalive_cb(int, short, void* self);
@@ -44,7 +45,7 @@ private:
 
     int m_fd{0};
     bool m_ready{false};
-    timespec m_last_sent{}; ///< monotonic clock
+    timespec m_last_sent{}; ///< monotonic clock; at first when init() was called
     std::string m_name;
     std::unique_ptr<std::vector<int>> m_checks;
 };
