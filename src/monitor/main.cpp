@@ -12,6 +12,7 @@
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
+#include "platform/process/held_signal.h"
 #include "platform/process/program_runner.h"
 #include "platform/shared_memory/shared_object.h"
 #include "report/health_document.h"
@@ -175,17 +176,21 @@ void shut_down()
     nyx_logging_and_watch_fini(std::move(monitor().logging));
 }
 
-int run()
+/// All that comes before the loop; false when the identity is missing. A
+/// SIGTERM that comes meanwhile cuts the first measurement short, and is the
+/// loop's first work.
+bool start()
 {
     auto& log = monitor_logger();
     log.info("Starting VOS monitor ...");
     create_event_base();
     start_keep_alive();
+    const platform::HeldSignal ending(SIGTERM);
     nyx_monitor::add_signal_events();
     std::srand(static_cast<unsigned>(nyx::nyx_random()));
     std::string vos_id;
     if (!check_identity(vos_id))
-        return exit_bad_start;
+        return false;
     log.info("Setting NYX mode to be false");
     nyx_utils::DualNYXHelper::instance(false);
     die_with_parent();
@@ -195,6 +200,13 @@ int run()
     create_reporter();
     arm_first_timers();
     release_startup_pages();
+    return true;
+}
+
+int run()
+{
+    if (!start())
+        return exit_bad_start;
     monitor().event_base.dispatch();
     shut_down();
     return 0;

@@ -43,7 +43,8 @@ public:
     static void print_system_stats();
 
     /// Appends (pid, service) for every process that pgrep finds under the
-    /// name of one of `services`; several per service are possible.
+    /// name of one of `services`; several per service are possible. Both give
+    /// up what is left when a held SIGTERM waits (platform/process/held_signal.h).
     static void get_running_services(const std::vector<std::string>& services,
                                      std::vector<std::pair<int, std::string>>& out);
     /// Appends (pid, name) and all descendants of `pid` under the names that

@@ -2,6 +2,7 @@
 
 #include "platform/logger/sup_logger.h"
 #include "platform/process/builtin_commands.h"
+#include "platform/process/held_signal.h"
 
 #include <iterator>
 
@@ -37,7 +38,13 @@ std::set<std::string> ProcessesManager::get_allowed_processes(bool vos)
 void ProcessesManager::calculate_processes_performance(const std::set<std::string>& allowed,
                                                        int root_pid)
 {
+    // A command a process: who waits for the daemon's end is not to wait for all.
+    const platform::HeldSignal ending(SIGTERM);
     const auto found = discover(root_pid);
+    if (platform::signal_waits(SIGTERM)) {
+        logger().info("calculate_processes_performance: given up, the daemon is to end");
+        return;
+    }
     reset();
     ProcCpuStats::read_total_cpu_stats(m_proc_root);
     // A process that was found in two ways is measured, and counted, twice.

@@ -23,7 +23,9 @@ public:
     static std::set<std::string> get_allowed_processes(bool vos);
 
     /// One measuring cycle over `root_pid`, which counts as "watchdog", its
-    /// descendants and the services. What can not be read has zero figures.
+    /// descendants and the services. What can not be read has zero figures. A
+    /// SIGTERM that comes while they are looked for ends the cycle, and the
+    /// figures stay those of the last one; it is delivered after that.
     /// Throws std::runtime_error when the status record can not be unlocked.
     void calculate_processes_performance(const std::set<std::string>& allowed,
                                          int root_pid = ::getppid());

@@ -1,6 +1,7 @@
 #include "stats/proc_stats.h"
 
 #include "platform/logger/sup_logger.h"
+#include "platform/process/held_signal.h"
 #include "platform/process/process_line.h"
 #include "utils/nyx_helper.h"
 
@@ -18,13 +19,15 @@ SupLogger& logger()
     return instance;
 }
 
-/// The children of `pid`; nothing when pgrep fails.
+/// The children of `pid`; nothing when pgrep fails, or may have been cut short.
 std::optional<Found> list_children(int pid)
 {
     constexpr int no_match = 1;
     const auto command = "/usr/bin/pgrep -P " + std::to_string(pid) + " -l";
     std::string output;
     const int code = nyx::Helper::run_cmd_stderr(command, output);
+    if (platform::signal_waits(SIGTERM))
+        return std::nullopt;
     if (code == no_match)
         return Found{};
     if (code > no_match) {
@@ -48,6 +51,8 @@ std::optional<Found> list_children(int pid)
 void Process::get_running_services(const std::vector<std::string>& services, Found& out)
 {
     for (const auto& service : services) {
+        if (platform::signal_waits(SIGTERM))
+            return;
         const auto output = nyx::Helper::run_cmd("/usr/bin/pgrep " + service);
         for (const auto& line : nyx::Helper::deserialize_strings(output, '\n'))
             out.emplace_back(static_cast<int>(std::strtol(line.c_str(), nullptr, 10)), service);
@@ -63,6 +68,8 @@ bool Process::get_running_processes(int pid, const std::string& name, Found& out
     while (!waiting.empty()) {
         out.push_back(std::move(waiting.back()));
         waiting.pop_back();
+        if (platform::signal_waits(SIGTERM))
+            return false;
         auto children = list_children(out.back().first);
         if (!children)
             return false;

@@ -2,6 +2,7 @@
 
 #include "platform/file/unique_fd.h"
 #include "platform/logger/sup_logger.h"
+#include "platform/process/held_signal.h"
 #include "platform/process/shell_command.h"
 
 #include <fcntl.h>
@@ -90,13 +91,15 @@ int milliseconds_until(Clock::time_point deadline)
 }
 
 /// Collects what the command writes until it closes its end. False when a
-/// bound was reached first.
+/// bound was reached, or this process is to end, first.
 bool collect_output(int fd, Clock::time_point deadline, std::string& output)
 {
     std::array<char, 16384> buffer;
     while (true) {
         pollfd source{fd, POLLIN, 0};
         call_between_commands();
+        if (signal_waits(SIGTERM))
+            return false;
         const int left_ms = milliseconds_until(deadline);
         const int ready = ::poll(&source, 1, std::min(left_ms, longest_wait_ms));
         if ((ready < 0 && errno == EINTR) || (ready == 0 && left_ms > longest_wait_ms))
@@ -135,8 +138,11 @@ bool reap(pid_t pid, Clock::time_point deadline, int* status)
 
 void kill_group(pid_t pid, const std::string& command)
 {
-    logger().error("run_command: killed, took longer than ", time_limit.count(),
-                   " s or wrote too much: ", command);
+    if (signal_waits(SIGTERM))
+        logger().info("run_command: killed, the daemon is to end: ", command);
+    else
+        logger().error("run_command: killed, took longer than ", time_limit.count(),
+                       " s or wrote too much: ", command);
     ::kill(-pid, SIGKILL);
 }
 

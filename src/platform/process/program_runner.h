@@ -17,7 +17,8 @@ enum class CommandOutput {
 /// one (see shell_command.h), and waits for it. The child starts with default
 /// signal dispositions, in a process group of its own, with no descriptors but
 /// 0 to 2. After 5 s, or 16 MiB of output, the group is killed and an error is
-/// logged. No zombie is left behind.
+/// logged; at once, without an error, when a held SIGTERM waits (see
+/// held_signal.h). No zombie is left behind.
 CommandResult run_program(const std::string& command, CommandOutput collect);
 
 /// Sets what is called ten times a second while a command runs, and by

@@ -1,6 +1,8 @@
 #include "stats/proc_stats_manager.h"
 
 #include "fake_proc.h"
+#include "platform/process/held_signal.h"
+#include "platform/process/program_runner.h"
 #include "stats/proc_fd_stats.h"
 #include "stats/proc_mem_stats.h"
 #include "support/captured_log.h"
@@ -165,6 +167,26 @@ TEST_F(Cycle, measures_a_real_tree_over_its_changes)
     EXPECT_EQ(ProcCpuStats::system_stat().velmarin, 60ULL - 50ULL) << "who leaves takes all along";
     EXPECT_TRUE(log.contains(gone));
     end(second);
+}
+
+TEST_F(Cycle, is_given_up_with_its_figures_when_the_process_is_to_end)
+{
+    proc.process(::getpid(), 60, 40, 250, 3, "100");
+    ProcessesManager manager(proc.path());
+    manager.calculate_processes_performance({"watchdog"}, ::getpid());
+    const auto before = manager.generate_procs_report();
+    proc.process(::getpid(), 80, 70, 500, 3, "100");
+    const platform::HeldSignal held(SIGTERM);
+    ::raise(SIGTERM);
+    int calls = 0;
+    platform::set_between_commands([&calls] { ++calls; });
+    manager.calculate_processes_performance({"watchdog"}, ::getpid());
+    EXPECT_EQ(calls, 0) << "no command was run";
+    EXPECT_EQ(manager.generate_procs_report(), before);
+    EXPECT_NE(platform::run_program("sleep 4", {}).exit_code, 0) << "killed";
+    platform::set_between_commands(nullptr);
+    ::signal(SIGTERM, SIG_IGN); // which throws away the one that waits
+    ::signal(SIGTERM, SIG_DFL);
 }
 
 TEST_F(Cycle, ended_unreadable_and_changed_processes_have_zeros)
