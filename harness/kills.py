@@ -2,7 +2,7 @@
 
 The moments are those at which the file system changes: before and after each system call of the
 writing, and after any part of a write. Each time the file must be the old one or the new one, as
-a whole, and when the program has started once more nothing may lie beside it.
+a whole, and when its writer has started once more nothing may lie beside it.
 """
 import json
 import os
@@ -26,7 +26,7 @@ class Killed:
 
     def choose_moment(self):
         control = self.node.control
-        control.kill_file = self.file.encode() + b"."
+        control.kill_file = b"." + self.file.encode() + b"."
         control.kill_step = self.chooser.randint(1, self.steps) if self.steps else 0
         control.kill_fraction = self.chooser.randint(0, 65536)
         control.write_steps = 0
@@ -60,8 +60,8 @@ class Killed:
         self.spare()
         self.start()
         self.wait_until_started()
-        beside = [name for name in os.listdir(self.node.folder) if name.startswith(self.file + ".")
-                  and not name.endswith(".lock")]
+        beside = [name for name in os.listdir(self.node.folder)
+                  if name.startswith("." + self.file)]
         self.stop()
         return f"left beside {self.file}: {beside}" if beside else None
 
@@ -93,7 +93,8 @@ class HostsFile(Killed):
 
 
 class Configuration(Killed):
-    """Saved by a program that does nothing else; the daemon starts on what is left of it."""
+    """Saved by a program that does nothing else. The daemon starts on what is left of it, and
+    removes nothing: it does not write this file. "vosctl set" does."""
     file = "vos.conf"
 
     def __init__(self, chooser):
@@ -107,6 +108,11 @@ class Configuration(Killed):
         environment = dict(os.environ, LD_PRELOAD=LIBRARY, VOS_TORTURE_PAGE=self.node.path("page"))
         self.node.daemon = subprocess.Popen([BIN + "/save_configuration"], cwd=self.node.folder,
                                             env=environment)
+
+    def wait_until_started(self):
+        super().wait_until_started()
+        subprocess.check_call([BIN + "/vosctl", "--config", self.node.path(self.file), "set",
+                               "General.datacenter_id", "dc-1"])
 
     def is_new(self, text, _number):
         return re.search(r"generation = \d+;", text) and text.rstrip().endswith("};")

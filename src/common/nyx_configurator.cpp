@@ -4,6 +4,7 @@
 #include "config/includes.h"
 #include "platform/file/atomic_file.h"
 #include "platform/file/regular_file.h"
+#include "platform/file/temporary_name.h"
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 
@@ -53,7 +54,6 @@ void AConfigurator::read_file()
         // libconfig's scanner ends the whole process when it is given a directory.
         if (!platform::stat_regular_file(m_file_name))
             throw libconfig::FileIOException();
-        platform::remove_leftover(m_file_name); // whoever saves holds the lock
         if (const auto usable = check_includes_of_file(m_file_name); !usable) {
             obstacle = ": it " + usable.reason();
             throw libconfig::FileIOException();
@@ -77,7 +77,7 @@ bool AConfigurator::save_configuration()
     m_file_lock.write_lock();
     bool saved = true;
     try {
-        platform::replace_file(m_file_name, configuration_text(config));
+        write_file(configuration_text(config));
     } catch (const std::exception& error) {
         logger().error("Error saving configuration: ", error.what());
         saved = false;
@@ -93,13 +93,19 @@ void AConfigurator::edit_file(const std::function<std::string(const std::string&
         const auto text = edit(file_text(m_file_name));
         libconfig::Config trial;
         trial.readString(text);
-        platform::replace_file(m_file_name, text);
+        write_file(text);
         config.readString(text);
     } catch (...) {
         m_file_lock.unlock();
         throw;
     }
     m_file_lock.unlock();
+}
+
+void AConfigurator::write_file(const std::string& text)
+{
+    platform::remove_leftovers(m_file_name); // no other writer is at work
+    platform::replace_file(m_file_name, text);
 }
 
 void AConfigurator::reload_configuration()

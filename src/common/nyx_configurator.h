@@ -151,6 +151,8 @@ public:
 private:
     libconfig::Setting* find_list(const std::string& path) const;
     libconfig::Setting* find_array(const std::string& path) const;
+    /// Replaces the file's text; only under the exclusive lock.
+    void write_file(const std::string& text);
     template <typename Tell>
     void tell_components(Tell tell);
     void reconfigure_component(IReconfigure& component);

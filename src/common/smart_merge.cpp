@@ -62,13 +62,11 @@ std::string parse_failure(const libconfig::ParseException& error)
            (text == "cannot open include file" ? "@include is not followed in a merge" : text);
 }
 
-/// Whether writing the output would change `input`, by itself or by the file
-/// that is made beside it.
+/// Whether writing the output would change `input`.
 bool would_overwrite(const std::string& output, const std::string& input)
 {
     std::error_code missing;
-    return std::filesystem::equivalent(output, input, missing) ||
-           std::filesystem::equivalent(output + ".tmp", input, missing);
+    return std::filesystem::equivalent(output, input, missing);
 }
 
 mode_t mode_of(const std::string& path)
@@ -91,7 +89,7 @@ void write_merged(const std::string& path, const libconfig::Config& merged, mode
         throw std::runtime_error("line " + std::to_string(error.getLine()) +
                                  " of it could not be read again");
     }
-    platform::replace_file(path, text, mode);
+    platform::replace_file(path, text, {.mode = mode});
 }
 
 } // namespace

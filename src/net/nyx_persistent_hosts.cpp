@@ -1,6 +1,7 @@
 #include "net/nyx_persistent_hosts.h"
 
 #include "platform/file/atomic_file.h"
+#include "platform/file/temporary_name.h"
 #include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 #include "text/words.h"
@@ -81,7 +82,7 @@ void PersistentHosts::persistent_hosts_load()
 void PersistentHosts::load()
 {
     m_table.clear();
-    platform::remove_leftover(m_path);
+    platform::remove_leftovers(m_path);
     const auto text = platform::read_text_file(m_path);
     if (!text) {
         logger().warning("Failed to open file ", m_path);

@@ -2,6 +2,7 @@
 
 #include "config/keys.h"
 #include "platform/file/atomic_file.h"
+#include "platform/file/temporary_name.h"
 #include "platform/logger/sup_logger.h"
 
 #include <utility>
@@ -51,7 +52,7 @@ void VOSHealthReporter::load_local_json_report_path()
     } else if (m_local_json_report_path != before) {
         logger().info("Updated local JSON report path to ",
                       m_local_json_report_path.empty() ? "<empty>" : m_local_json_report_path);
-        platform::remove_leftover(m_local_json_report_path);
+        platform::remove_leftovers(m_local_json_report_path);
     }
 }
 

@@ -1,6 +1,9 @@
 #include "platform/file/atomic_file.h"
 
+#include "platform/file/special_file.h"
+#include "platform/file/temporary_name.h"
 #include "platform/file/unique_fd.h"
+#include "platform/file/write_all.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,20 +22,6 @@ namespace {
     throw std::runtime_error("Failed to write " + path + ": " + std::strerror(error));
 }
 
-/// 0, or the errno of the write that failed.
-int write_all(int fd, std::string_view content)
-{
-    while (!content.empty()) {
-        const auto written = ::write(fd, content.data(), content.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return written < 0 ? errno : EIO;
-        content.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return 0;
-}
-
 /// A fresh file of our own: never one that somebody laid there for us to follow.
 UniqueFd create(const std::string& path, mode_t mode)
 {
@@ -49,37 +38,62 @@ int give_to(int fd, uid_t owner, gid_t group)
     return given ? 0 : errno;
 }
 
-} // namespace
-
-void remove_leftover(const std::string& path)
+/// 0 or an errno.
+int close_file(UniqueFd& fd)
 {
-    ::unlink((path + ".tmp").c_str());
+    return ::close(fd.release()) == 0 ? 0 : errno;
 }
 
-void replace_file(const std::string& path, std::string_view content, std::optional<mode_t> mode)
+/// Writes the file that is to take the place of `old`, if there is one. 0 or an
+/// errno.
+int write_beside(const std::string& beside, std::string_view content, const struct stat* old,
+                 const Replacement& how)
 {
-    const std::string beside = path + ".tmp";
-    struct stat old {};
-    const bool replaces = ::lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode);
-    if (replaces && !mode)
-        mode = old.st_mode & ALLPERMS;
+    auto mode = how.mode;
+    if (old != nullptr && !mode)
+        mode = old->st_mode & ALLPERMS;
     // Nobody is to read it before it is as closed as it will be.
     auto fd = create(beside, mode ? S_IRUSR | S_IWUSR : 0644);
     if (!fd.valid())
-        fail(path, errno);
-    int error = replaces ? give_to(fd.get(), old.st_uid, old.st_gid) : 0;
+        return errno;
+    int error = old != nullptr ? give_to(fd.get(), old->st_uid, old->st_gid) : 0;
     if (error == 0 && mode && ::fchmod(fd.get(), *mode) != 0)
         error = errno;
     if (error == 0)
         error = write_all(fd.get(), content);
-    if (::close(fd.release()) != 0 && error == 0)
-        error = errno;
+    const int close_error = close_file(fd);
+    return error != 0 ? error : close_error;
+}
+
+/// 0 or an errno.
+int replace_regular_file(const std::string& path, std::string_view content, const struct stat* old,
+                         const Replacement& how)
+{
+    const auto beside = temporary_name(path);
+    int error = write_beside(beside, content, old, how);
     if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)
         error = errno;
-    if (error != 0) {
+    if (error != 0)
         ::unlink(beside.c_str());
+    return error;
+}
+
+} // namespace
+
+void replace_file(const std::string& path, std::string_view content, const Replacement& how)
+{
+    // Through the links, as the kernel follows them: it knows of some that are not
+    // to be followed, such as a stranger's in a folder that all may write to.
+    struct stat old {};
+    const bool exists = ::stat(path.c_str(), &old) == 0;
+    int error = exists || errno == ENOENT ? 0 : errno;
+    if (error == 0)
+        error =
+            exists && !S_ISREG(old.st_mode)
+                ? write_special_file(path, content)
+                : replace_regular_file(resolve_links(path), content, exists ? &old : nullptr, how);
+    if (error != 0)
         fail(path, error);
-    }
 }
 
 void create_private_file(const std::string& path, std::string_view content)
@@ -88,8 +102,9 @@ void create_private_file(const std::string& path, std::string_view content)
     if (!fd.valid())
         fail(path, errno);
     int error = write_all(fd.get(), content);
-    if (::close(fd.release()) != 0 && error == 0)
-        error = errno;
+    const int close_error = close_file(fd);
+    if (error == 0)
+        error = close_error;
     if (error == 0)
         return;
     ::unlink(path.c_str());

@@ -10,18 +10,18 @@
 
 namespace platform {
 
-/// Writes `content` beside `path` (in `path` + ".tmp") and renames it over
-/// `path`. A regular file keeps its owner and group where this user may give
-/// them, and its mode; a new one gets 0644 less the umask. With `mode`, either
-/// gets exactly that. What a crash left beside `path` is replaced. Throws
-/// std::runtime_error naming the path and the reason; `path` is then as it was
-/// and nothing is left beside it.
-void replace_file(const std::string& path, std::string_view content,
-                  std::optional<mode_t> mode = std::nullopt);
+struct Replacement {
+    /// Of the file afterwards. Without: as it was, or 0644 less the umask.
+    std::optional<mode_t> mode;
+};
 
-/// Removes what a writer of `path` that was killed has left beside it. Only
-/// where no other writer can be at work. A failure is not told of.
-void remove_leftover(const std::string& path);
+/// Makes `content` that of the file at `path`. Links are followed and stay. A
+/// regular file, or none, is replaced: what is written beside it (see
+/// temporary_name()) is renamed over it. It keeps its owner and group where this
+/// user may give them. A device or a pipe is written as it is, see
+/// write_special_file(). Throws std::runtime_error naming the path and the
+/// reason; a regular file is then as it was, and nothing is left beside it.
+void replace_file(const std::string& path, std::string_view content, const Replacement& how = {});
 
 /// Writes `content` to a new file at `path`, mode 0600. Throws
 /// std::runtime_error naming the path and the reason; an existing file is one,

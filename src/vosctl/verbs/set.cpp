@@ -102,7 +102,8 @@ constinit const Verb set_verb{
     .summary = "change a setting in the file",
     .help = "Puts VALUE at a dotted path of the file; groups that are missing are made. The\n"
             "rest of the file, comments too, its mode and its owner stay, and it is replaced\n"
-            "as a whole, under its lock. A key that the node knows has its own type, another\n"
+            "as a whole, under its lock; links to it stay. A key that the node knows has its own "
+            "type, another\n"
             "one the type that it has; a new one is a boolean, a number or a text, as VALUE\n"
             "looks. Refused: a value of another type or one that \"vosctl check\" calls an\n"
             "error, a file that does not parse, and what lies in a list, an array or an\n"

@@ -1,5 +1,6 @@
 #include "net/nyx_persistent_hosts.h"
 
+#include "platform/file/temporary_name.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 
@@ -61,11 +62,12 @@ TEST(PersistentHostsTest, is_written_when_it_changes_and_never_by_half)
     EXPECT_EQ(owner.kept, (HostsTable{{"b", {"192.0.2.2"}}}));
     EXPECT_TRUE(log.contains(folder.file(name) + ":1: no host and IPv4 address, line ignored"));
 
-    std::filesystem::create_directory(folder.file(name + ".tmp")); // nothing can be written
+    const auto beside = platform::temporary_name(folder.file(name));
+    std::filesystem::create_directory(beside); // nothing can be written
     owner.save("c");
     EXPECT_EQ(folder.read(name), "nonsense\nb 192.0.2.2\n");
     EXPECT_EQ(log.count("Failed to open file "), 2);
-    std::filesystem::remove(folder.file(name + ".tmp"));
+    std::filesystem::remove(beside);
     owner.save("c"); // it has not been written yet
     EXPECT_EQ(folder.read(name), "c 192.0.2.1\n");
     EXPECT_EQ(owner.locks, 0);

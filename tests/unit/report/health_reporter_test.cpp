@@ -1,5 +1,6 @@
 #include "report/health_reporter.h"
 
+#include "platform/file/temporary_name.h"
 #include "support/captured_log.h"
 #include "support/signing_store.h"
 
@@ -14,9 +15,10 @@ TEST(VOSHealthReporter, local_copy_is_kept_where_the_configuration_says)
                        "max_thread_runtime_ms=5000;zel_report_url=\"http://127.0.0.1:1\";"
                        "zel_http_client_timeout_sec=10;",
                        "Monitoring:{local_json_report_path=\"" + folder.file("copy") + "\";};");
-    folder.write("copy.tmp", "left by a crash");
+    const auto left = platform::temporary_name(folder.write("copy", "old"));
+    std::filesystem::copy(folder.file("copy"), left);
     VOSHealthReporter reporter(&*store.conf, store.names, "/report");
-    EXPECT_FALSE(std::filesystem::exists(folder.file("copy.tmp")));
+    EXPECT_FALSE(std::filesystem::exists(left));
     const auto sent = reporter.create_report();
     const auto copy = folder.read("copy");
     EXPECT_TRUE(copy.ends_with("}\n"));

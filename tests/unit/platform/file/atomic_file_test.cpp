@@ -1,40 +1,101 @@
 #include "platform/file/atomic_file.h"
 
+#include "platform/file/temporary_name.h"
+#include "platform/file/unique_fd.h"
 #include "support/temp_folder.h"
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <future>
 
-TEST(ReplaceFile, failure_names_the_path_and_leaves_what_was_there)
+namespace {
+
+using std::filesystem::create_symlink;
+
+std::size_t files_in(const TempFolder& folder)
 {
-    const TempFolder folder;
-    const auto target = folder.write("report.json", "old");
-    folder.write("report.json.tmp", "left by a crash");
-    platform::replace_file(target, "new");
-    EXPECT_EQ(folder.read("report.json"), "new");
-    EXPECT_FALSE(std::filesystem::exists(target + ".tmp"));
-
-    std::filesystem::create_directory(folder.file("folder"));
-    for (const auto& path : {folder.file("nowhere/report.json"), folder.file("folder")})
-        EXPECT_THAT([&path] { platform::replace_file(path, "new"); },
-                    testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr(path)));
-    EXPECT_FALSE(std::filesystem::exists(folder.file("folder.tmp")));
+    const std::filesystem::directory_iterator all(folder.path());
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-TEST(ReplaceFile, nothing_is_written_through_a_link)
+TEST(ReplaceFile, failure_names_the_path_and_leaves_nothing)
+{
+    const TempFolder folder;
+    std::filesystem::create_directory(folder.file("folder"));
+    create_symlink("loop", folder.file("loop"));
+    for (const auto& path :
+         {folder.file("nowhere/report.json"), folder.file("folder"), folder.file("loop")})
+        EXPECT_THAT([&path] { platform::replace_file(path, "new"); },
+                    testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr(path)));
+    EXPECT_EQ(files_in(folder), 2U);
+}
+
+TEST(ReplaceFile, links_are_followed_and_stay_but_not_where_it_writes_first)
 {
     const TempFolder folder;
     const auto others = folder.write("others", "old");
-    std::filesystem::create_symlink(others, folder.file("new.tmp"));
-    std::filesystem::create_symlink(folder.file("none"), folder.file("private"));
-    platform::replace_file(folder.file("new"), "new");
+    const auto target = folder.write("real/report.json", "old");
+    create_symlink("real/second", folder.file("first"));
+    create_symlink("report.json", folder.file("real/second"));
+    create_symlink(folder.file("real/new"), folder.file("dangling"));
+    create_symlink(others, platform::temporary_name(target));
+    create_symlink(folder.file("none"), folder.file("private"));
+    platform::replace_file(folder.file("first"), "1");
+    platform::replace_file(folder.file("dangling"), "2");
     EXPECT_THROW(platform::create_private_file(folder.file("private"), "x"), std::runtime_error);
-    EXPECT_EQ(folder.read("others") + folder.read("new") + folder.read("none"), "oldnew");
+    EXPECT_EQ(folder.read("real/report.json") + folder.read("real/new"), "12");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file("first")));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file("dangling")));
+    EXPECT_EQ(folder.read("others") + folder.read("none"), "old");
+    EXPECT_FALSE(std::filesystem::exists(platform::temporary_name(target)));
+}
+
+TEST(ReplaceFile, pipe_is_written_directly_and_never_for_long)
+{
+    const TempFolder folder;
+    const auto pipe = folder.file("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    platform::replace_file(pipe, "nobody reads");
+    platform::UniqueFd reader(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK));
+    platform::replace_file(pipe, "some");
+    char got[9]{};
+    EXPECT_EQ(::read(reader.get(), got, 8), 4);
+    EXPECT_STREQ(got, "some");
+    const std::string long_text(1 << 20, 'x');
+    EXPECT_THROW(platform::replace_file(pipe, long_text), std::runtime_error)
+        << "nobody empties it";
+    auto writer = std::async([&] { platform::replace_file(pipe, long_text); });
+    ::usleep(100000);
+    reader.reset(); // the write under way ends without SIGPIPE
+    writer.get();
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_EQ(files_in(folder), 1U);
+}
+
+TEST(ReplaceFile, only_leftovers_of_gone_writers_go)
+{
+    const TempFolder folder;
+    const auto gone = ::fork();
+    if (gone == 0)
+        ::_exit(0);
+    ::waitpid(gone, nullptr, 0);
+    const auto name = [](const auto& pid) {
+        return (std::ostringstream() << ".vos.conf." << pid << ".tmp").str();
+    };
+    for (const auto& left : {name(gone), name(::getpid())})
+        folder.write(left, "left");
+    const std::string stay[] = {name(1), name(0), name("x"), ".vos.conf.tmp", "vos.conf.tmp"};
+    for (const auto& other : stay)
+        folder.write(other, "another's");
+    platform::remove_leftovers(folder.file("vos.conf"));
+    EXPECT_EQ(files_in(folder), std::size(stay));
 }
 
 TEST(ReplaceFile, keeps_mode_and_owner)
@@ -65,5 +126,7 @@ TEST(ReplaceFile, full_disk_leaves_the_old_file_and_nothing_else)
     ::setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, before);
     EXPECT_EQ(folder.read("report.json"), "old");
-    EXPECT_FALSE(std::filesystem::exists(target + ".tmp"));
+    EXPECT_EQ(files_in(folder), 1U);
 }
+
+} // namespace

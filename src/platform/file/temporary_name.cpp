@@ -1,0 +1,86 @@
+#include "platform/file/temporary_name.h"
+
+#include "text/words.h"
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace platform {
+
+namespace {
+
+constexpr std::string_view ending = ".tmp";
+
+/// The folder of `path` with its slash; empty for the working folder.
+std::string folder_of(const std::string& path)
+{
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+std::string beginning_for(const std::string& path)
+{
+    return "." + path.substr(path.rfind('/') + 1) + ".";
+}
+
+/// Who wrote the file `name`; nothing when it does not begin and end so.
+std::optional<pid_t> writer_of(std::string_view name, const std::string& beginning)
+{
+    if (!name.starts_with(beginning) || !name.ends_with(ending) ||
+        name.size() < beginning.size() + ending.size())
+        return std::nullopt;
+    name.remove_prefix(beginning.size());
+    name.remove_suffix(ending.size());
+    const auto pid = text::to_number<pid_t>(name);
+    return pid > 0 ? pid : std::nullopt;
+}
+
+bool is_gone(pid_t pid)
+{
+    return ::kill(pid, 0) != 0 && errno == ESRCH;
+}
+
+} // namespace
+
+std::string temporary_name(const std::string& path)
+{
+    return folder_of(path) + beginning_for(path) + std::to_string(::getpid()) + std::string(ending);
+}
+
+std::string resolve_links(std::string path)
+{
+    constexpr int most_links = 40; // as many as the kernel follows
+    std::array<char, PATH_MAX> target;
+    for (int followed = 0; followed < most_links; ++followed) {
+        const auto length = ::readlink(path.c_str(), target.data(), target.size());
+        if (length <= 0)
+            return path;
+        const std::string_view next(target.data(), static_cast<std::size_t>(length));
+        path = (next.front() == '/' ? "" : folder_of(path)) + std::string(next);
+    }
+    return path;
+}
+
+void remove_leftovers(const std::string& path)
+{
+    const auto target = resolve_links(path);
+    const auto beginning = beginning_for(target);
+    const auto folder = folder_of(target);
+    std::error_code failed;
+    std::filesystem::directory_iterator file(folder.empty() ? "." : folder, failed);
+    for (; !failed && file != end(file); file.increment(failed)) {
+        const auto writer = writer_of(file->path().filename().native(), beginning);
+        if (writer && (*writer == ::getpid() || is_gone(*writer)))
+            ::unlink(file->path().c_str());
+    }
+}
+
+} // namespace platform
