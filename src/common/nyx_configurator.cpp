@@ -105,7 +105,8 @@ void AConfigurator::edit_file(const std::function<std::string(const std::string&
 void AConfigurator::write_file(const std::string& text)
 {
     platform::remove_leftovers(m_file_name); // no other writer is at work
-    platform::replace_file(m_file_name, text);
+    platform::replace_file(m_file_name, text,
+                           {.mode = {}, .synced = true, .in_place = m_file_lock.is_held()});
 }
 
 void AConfigurator::reload_configuration()

@@ -73,18 +73,21 @@ void FileLock::open()
 void FileLock::lock(int operation)
 {
     open();
+    m_held = false; // one that is exchanged is given back first
     if (!m_fd.valid()) {
         logger().warning("Locking is disabled");
         return;
     }
     if (!flock_within(m_fd.get(), operation, longest_wait))
         fail("Failed to obtain lock for file: " + m_path);
+    m_held = true;
 }
 
 void FileLock::unlock()
 {
     if (!m_fd.valid())
         return;
+    m_held = false;
     const bool unlocked = ::flock(m_fd.get(), LOCK_UN) == 0;
     m_fd.reset();
     if (!unlocked)

@@ -39,6 +39,8 @@ public:
     /// Gives the lock back and closes the file; nothing when locking is off.
     /// Throws FileLockFailure.
     void unlock();
+    /// False where locking is off, too.
+    bool is_held() const { return m_held; }
 
 private:
     void open();
@@ -46,6 +48,7 @@ private:
 
     std::string m_path;
     platform::UniqueFd m_fd;
+    bool m_held{false};
 };
 
 } // namespace nyx

@@ -89,7 +89,7 @@ void write_merged(const std::string& path, const libconfig::Config& merged, mode
         throw std::runtime_error("line " + std::to_string(error.getLine()) +
                                  " of it could not be read again");
     }
-    platform::replace_file(path, text, {.mode = mode});
+    platform::replace_file(path, text, {.mode = mode, .synced = true});
 }
 
 } // namespace

@@ -3,6 +3,7 @@ import os
 import pty
 import shutil
 import signal
+import stat
 import subprocess
 import termios
 import time
@@ -90,6 +91,21 @@ class Vosctl(NodeTest):
                                (0, template, current, "new"), (0, template, merged, "same")):
             self.vosctl(self.n, "merge", *words, status=status)
         self.assertEqual(self.n.read("new"), self.n.read("same"))
+
+    def test_set_writes_the_real_file_behind_a_link_or_mounted_by_itself(self):
+        real, conf = self.n.path("real.conf"), self.n.path("vos.conf")
+        os.rename(conf, real)
+        os.chmod(real, 0o600)
+        os.symlink("real.conf", conf)
+        for number, mounted in enumerate((False, True), 1):
+            if mounted:
+                subprocess.check_call(["mount", "--bind", real, real])
+                self.addCleanup(subprocess.call, ["umount", real])
+            self.vosctl(self.n, "set", "General.zel_http_client_timeout_sec", str(number))
+            self.assertIn(f"timeout_sec = {number};", self.n.read("real.conf"))
+            self.assertEqual(stat.S_IMODE(os.stat(real).st_mode), 0o600)
+            self.assertTrue(os.path.islink(conf))
+        self.assertEqual([name for name in os.listdir(self.n.folder) if name.startswith(".")], [])
 
 
 if __name__ == "__main__":

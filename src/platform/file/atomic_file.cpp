@@ -61,8 +61,36 @@ int write_beside(const std::string& beside, std::string_view content, const stru
         error = errno;
     if (error == 0)
         error = write_all(fd.get(), content);
+    if (error == 0 && how.synced && ::fsync(fd.get()) != 0)
+        error = errno;
     const int close_error = close_file(fd);
     return error != 0 ? error : close_error;
+}
+
+/// 0 or an errno. The room is taken first: a full disk leaves the old content.
+int write_in_place(const std::string& path, std::string_view content)
+{
+    UniqueFd fd(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    struct stat old {};
+    if (!fd.valid() || ::fstat(fd.get(), &old) != 0)
+        return errno;
+    const auto size = static_cast<off_t>(content.size());
+    if (const int error = size > 0 ? ::posix_fallocate(fd.get(), 0, size) : 0; error != 0)
+        return ::ftruncate(fd.get(), old.st_size) == 0 ? error : errno;
+    if (const int error = write_all(fd.get(), content); error != 0)
+        return error;
+    if (::ftruncate(fd.get(), size) != 0 || ::fsync(fd.get()) != 0)
+        return errno;
+    return close_file(fd);
+}
+
+/// A failure is not told of: the file has its new content, and keeps it but for a
+/// power cut in the next seconds.
+void sync_folder(const std::string& folder)
+{
+    const UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.valid())
+        ::fsync(fd.get());
 }
 
 /// 0 or an errno.
@@ -73,8 +101,14 @@ int replace_regular_file(const std::string& path, std::string_view content, cons
     int error = write_beside(beside, content, old, how);
     if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)
         error = errno;
-    if (error != 0)
-        ::unlink(beside.c_str());
+    if (error == 0) {
+        if (how.synced)
+            sync_folder(folder_of(path));
+        return 0;
+    }
+    if (how.in_place && (error == EBUSY || error == EXDEV))
+        error = write_in_place(path, content);
+    ::unlink(beside.c_str());
     return error;
 }
 

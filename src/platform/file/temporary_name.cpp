@@ -20,8 +20,8 @@ namespace {
 
 constexpr std::string_view ending = ".tmp";
 
-/// The folder of `path` with its slash; empty for the working folder.
-std::string folder_of(const std::string& path)
+/// `path` without its last name; it may be empty.
+std::string before_name(const std::string& path)
 {
     return path.substr(0, path.rfind('/') + 1);
 }
@@ -52,7 +52,14 @@ bool is_gone(pid_t pid)
 
 std::string temporary_name(const std::string& path)
 {
-    return folder_of(path) + beginning_for(path) + std::to_string(::getpid()) + std::string(ending);
+    return before_name(path) + beginning_for(path) + std::to_string(::getpid()) +
+           std::string(ending);
+}
+
+std::string folder_of(const std::string& path)
+{
+    const auto folder = before_name(path);
+    return folder.empty() ? "." : folder;
 }
 
 std::string resolve_links(std::string path)
@@ -64,7 +71,7 @@ std::string resolve_links(std::string path)
         if (length <= 0)
             return path;
         const std::string_view next(target.data(), static_cast<std::size_t>(length));
-        path = (next.front() == '/' ? "" : folder_of(path)) + std::string(next);
+        path = (next.front() == '/' ? "" : before_name(path)) + std::string(next);
     }
     return path;
 }
@@ -73,9 +80,8 @@ void remove_leftovers(const std::string& path)
 {
     const auto target = resolve_links(path);
     const auto beginning = beginning_for(target);
-    const auto folder = folder_of(target);
     std::error_code failed;
-    std::filesystem::directory_iterator file(folder.empty() ? "." : folder, failed);
+    std::filesystem::directory_iterator file(folder_of(target), failed);
     for (; !failed && file != end(file); file.increment(failed)) {
         const auto writer = writer_of(file->path().filename().native(), beginning);
         if (writer && (*writer == ::getpid() || is_gone(*writer)))

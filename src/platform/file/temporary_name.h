@@ -9,6 +9,9 @@ namespace platform {
 /// beginning with a dot, ".NAME.PID.tmp".
 std::string temporary_name(const std::string& path);
 
+/// The folder of the file at `path`, by a name that can be opened.
+std::string folder_of(const std::string& path);
+
 /// Where the links at `path` lead, followed one by one; `path` itself when it is
 /// none. There need not be a file. After 40 links it stops where it is.
 std::string resolve_links(std::string path);

@@ -102,14 +102,15 @@ constinit const Verb set_verb{
     .summary = "change a setting in the file",
     .help = "Puts VALUE at a dotted path of the file; groups that are missing are made. The\n"
             "rest of the file, comments too, its mode and its owner stay, and it is replaced\n"
-            "as a whole, under its lock; links to it stay. A key that the node knows has its own "
-            "type, another\n"
-            "one the type that it has; a new one is a boolean, a number or a text, as VALUE\n"
-            "looks. Refused: a value of another type or one that \"vosctl check\" calls an\n"
-            "error, a file that does not parse, and what lies in a list, an array or an\n"
-            "included file. The daemon follows at the next reload; a key that is read at\n"
-            "start only, as Monitoring.report_path, counts at the next start, and the verb\n"
-            "says of which program.\n",
+            "as a whole, under its lock; links to it stay, and a file that is mounted by\n"
+            "itself is written in place.\n"
+            "A key that the node knows has its own type, another one the type that it has; a\n"
+            "new one is a boolean, a number or a text, as VALUE looks. Refused: a value of\n"
+            "another type or one that \"vosctl check\" calls an error, a file that does not\n"
+            "parse, and what lies in a list, an array or an included file. The daemon\n"
+            "follows at the next reload; a key that is read at start only, as\n"
+            "Monitoring.report_path, counts at the next start, and the verb says of which\n"
+            "program.\n",
     .run = run,
 };
 
