@@ -132,9 +132,15 @@ void probe_local_report(const libconfig::Config& config, Findings& findings)
     const auto path = string_at(config, local_report_key);
     if (path.empty())
         return;
+    struct stat found {};
+    const bool exists = ::stat(path.c_str(), &found) == 0;
     if (const auto writable = may_write(path); !writable)
         findings.push_back({Severity::note, local_report_key,
-                            path + ": " + writable.reason() + ": there is no local copy"});
+                            path + ": " + writable.reason() + ": no report is kept or sent"});
+    else if (exists && !S_ISREG(found.st_mode))
+        findings.push_back({Severity::warning, local_report_key,
+                            path + " is no regular file: each report is written to it as it is, "
+                                   "and its readers may see parts"});
 }
 
 /// Whether the machine has to ask name servers for `host`.

@@ -88,6 +88,8 @@ TEST_F(Check, each_mistake_has_its_line)
         {"/log\"", "/none\"", "F: Monitoring.log_config_file: log settings "},
         {"/log\"", "/loud_log\"", "F: Monitoring.log_config_file: log settings "},
         {"/log\"", "/lost_log\"", "F: Monitoring.log_config_file: log file /nowhere/x.log of app"},
+        {"path = \"\"", "path = \"/dev/null\"",
+         "F: Monitoring.local_json_report_path: warning: /dev/null is no regular file"},
         {"General", "Wtchdog = {}; General", "F: Wtchdog: warning: unknown group"},
         {"General", "Watchdog = { kill_delay_ms = 0; }; General", "F: Watchdog.kill_delay_ms: war"},
         {"Monitoring", "General", "F:6: duplicate setting name"},
