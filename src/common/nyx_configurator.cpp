@@ -40,7 +40,7 @@ std::string file_text(const std::string& path)
 } // namespace
 
 AConfigurator::AConfigurator(const char* file_name, bool print_only)
-    : m_file_name(file_name), m_print_only(print_only), m_file_lock(m_file_name + ".lock")
+    : m_file_name(file_name), m_print_only(print_only), m_file_lock(m_file_name + ".lock", m_file_name)
 {
     if (!m_file_name.empty())
         read_file();

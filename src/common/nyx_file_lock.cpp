@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
@@ -30,7 +31,8 @@ SupLogger& logger()
 }
 
 /// flock() with a bound; false with errno set, EWOULDBLOCK when time is up.
-bool flock_within(int fd, int operation, std::chrono::steady_clock::duration limit)
+bool flock_within(int fd, int operation, std::chrono::steady_clock::duration limit,
+                  const std::function<void()>& while_waiting)
 {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     std::chrono::microseconds pause{200};
@@ -41,15 +43,29 @@ bool flock_within(int fd, int operation, std::chrono::steady_clock::duration lim
             errno = EWOULDBLOCK;
             return false;
         }
+        if (while_waiting)
+            while_waiting();
         std::this_thread::sleep_for(pause);
         pause = std::min(2 * pause, longest_pause);
     }
     return true;
 }
 
+/// The owner's own bits stay: who can not open the file a second time locks nothing.
+mode_t new_file_mode(const std::string& guarded)
+{
+    constexpr mode_t most = 0666;
+    struct stat found {};
+    const bool exists = !guarded.empty() && ::stat(guarded.c_str(), &found) == 0;
+    return exists ? most & (found.st_mode | S_IRUSR | S_IWUSR) : most;
+}
+
 } // namespace
 
-FileLock::FileLock(std::string path) : m_path(std::move(path)) {}
+FileLock::FileLock(std::string path, std::string guarded)
+    : m_path(std::move(path)), m_guarded(std::move(guarded))
+{
+}
 
 void FileLock::read_lock()
 {
@@ -65,7 +81,8 @@ void FileLock::open()
 {
     if (m_fd.valid())
         return;
-    m_fd.reset(::open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666));
+    m_fd.reset(::open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK,
+                      new_file_mode(m_guarded)));
     if (!m_fd.valid())
         logger().error("Failed to open lock file: ", m_path, ", disabling NYXFileLock.");
 }
@@ -78,7 +95,7 @@ void FileLock::lock(int operation)
         logger().warning("Locking is disabled");
         return;
     }
-    if (!flock_within(m_fd.get(), operation, longest_wait))
+    if (!flock_within(m_fd.get(), operation, longest_wait, m_while_waiting))
         fail("Failed to obtain lock for file: " + m_path);
     m_held = true;
 }

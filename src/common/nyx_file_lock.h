@@ -3,8 +3,10 @@
 
 #include "platform/file/unique_fd.h"
 
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace nyx {
 
@@ -20,12 +22,15 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// flock() on a lock file that is created when missing (mode 0666 less the
-/// umask). Where it can not be opened locking is off: every request is logged
-/// and succeeds. No lock between the threads of one process.
+/// flock() on a lock file that is created when missing: mode 0666 less the umask,
+/// and to others no more than they may do with the file that it guards, because
+/// whoever can open a lock file can hold it. Where it can not be opened locking is
+/// off: every request is logged and succeeds. No lock between the threads of one
+/// process.
 class FileLock {
 public:
-    explicit FileLock(std::string path);
+    /// An empty `guarded` names no file, and neither need it be there.
+    explicit FileLock(std::string path, std::string guarded = {});
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
     /// Unlocks.
@@ -39,6 +44,9 @@ public:
     /// Gives the lock back and closes the file; nothing when locking is off.
     /// Throws FileLockFailure.
     void unlock();
+    /// Sets what is called at least ten times a second during a wait. It must not
+    /// throw and not use this lock.
+    void set_while_waiting(std::function<void()> hook) { m_while_waiting = std::move(hook); }
     /// False where locking is off, too.
     bool is_held() const { return m_held; }
 
@@ -47,6 +55,8 @@ private:
     void lock(int operation);
 
     std::string m_path;
+    std::string m_guarded;
+    std::function<void()> m_while_waiting;
     platform::UniqueFd m_fd;
     bool m_held{false};
 };

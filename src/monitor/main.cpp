@@ -102,8 +102,11 @@ void start_keep_alive()
     monitor_logger().info("Starting watchdog keep alive mechanism");
     auto* const keep_alive = nyx::KeepAlive::instance();
     keep_alive->init(0, program_name, program_name);
+    const auto beat = [keep_alive] { keep_alive->send_when_due(); };
     // Finding the processes of a large machine takes seconds, a command each.
-    platform::set_between_commands([keep_alive] { keep_alive->send_when_due(); });
+    platform::set_between_commands(beat);
+    // And a reload waits for whoever is writing the file.
+    monitor().configurator->set_while_waiting(beat);
 }
 
 bool check_identity(std::string& vos_id)

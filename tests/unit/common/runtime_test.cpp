@@ -16,19 +16,26 @@ using namespace nyx;
 TEST(FileLock, readers_share_and_a_writer_excludes)
 {
     const TempFolder folder;
-    FileLock reader(folder.file("conf.lock"));
+    std::filesystem::permissions(folder.write("conf", ""), std::filesystem::perms(0400));
+    FileLock reader(folder.file("conf.lock"), folder.file("conf"));
     FileLock second(folder.file("conf.lock"));
     reader.read_lock();
     second.read_lock();
     second.unlock();
+    EXPECT_EQ(std::filesystem::status(folder.file("conf.lock")).permissions(),
+              std::filesystem::perms(0600))
+        << "others can not hold it";
     platform::UniqueFd other(::open(folder.file("conf.lock").c_str(), O_RDWR));
     EXPECT_NE(::flock(other.get(), LOCK_EX | LOCK_NB), 0);
     reader.unlock();
     reader.unlock();
     EXPECT_EQ(::flock(other.get(), LOCK_EX | LOCK_NB), 0);
+    int calls = 0;
+    reader.set_while_waiting([&calls] { ++calls; });
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THROW(reader.write_lock(), FileLockFailure) << "a holder that never lets go";
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_GT(calls, 50);
 }
 
 TEST(FileLock, without_its_folder_locking_is_off_and_everything_succeeds)
