@@ -2,6 +2,7 @@
 #include "common/nyx_configurator.h"
 #include "platform/file/standard_descriptors.h"
 #include "utils/dual_nyx_helper.h"
+#include "vosctl/support/lock_holder.h"
 #include "vosctl/verbs/command_line.h"
 #include "vosctl/verbs/help.h"
 #include "vosctl/verbs/verb_table.h"
@@ -26,6 +27,10 @@ int run_verb(const Verb& verb, const CommandLine& line)
     } catch (const UsageError& error) {
         std::cerr << usage_error_text(verb, error) << '\n';
         return exit_usage;
+    } catch (const nyx::FileLockFailure& error) {
+        std::cerr << "vosctl " << verb.name << ": " << error.what() << ": "
+                  << lock_holder_text(line.config + ".lock") << '\n';
+        return exit_failed;
     }
 }
 

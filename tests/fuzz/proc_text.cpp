@@ -1,6 +1,7 @@
 // A letter that picks the reader, and a text as the kernel's files have it.
 #include "fuzz/target.h"
 #include "procfs/file_nr.h"
+#include "procfs/locks.h"
 #include "procfs/meminfo.h"
 #include "procfs/net_dev.h"
 #include "procfs/net_sockstat.h"
@@ -61,6 +62,10 @@ void fuzz_one(std::string_view input)
     case 'i':
         (void)parse_interface_line(text);
         tcp_pages_text(text);
+        return;
+    case 'l':
+        for (const int pid : parse_flock_holders(text, {254, 0, 11062036}))
+            REQUIRE(pid > 0);
         return;
     case 'p':
         parse_process_ticks(text);

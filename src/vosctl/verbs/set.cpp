@@ -85,6 +85,8 @@ int run(const CommandLine& line)
     try {
         configurator.edit_file(
             [&](const std::string& text) { return edited(text, path, line.arguments[1]); });
+    } catch (const nyx::FileLockFailure&) {
+        throw; // it names the file, and whoever gets it the holder
     } catch (const std::exception& error) {
         std::cerr << "vosctl set: " << line.config << ": " << nyx::configuration_error_text(error)
                   << '\n';
