@@ -39,6 +39,13 @@ bool empty_in_place(Setting* setting)
     return true;
 }
 
+/// Whether `setting`, removed, could be added again by `path`: libconfig finds it
+/// by other separators than the dot, too, which it does not take in a name.
+bool can_be_added_by(const std::string& path, const Setting* setting)
+{
+    return setting == nullptr || path.substr(path.rfind('.') + 1) == setting->getName();
+}
+
 bool append_empty(Setting* list, Setting::Type type)
 {
     if (list != nullptr)
@@ -151,12 +158,16 @@ bool AConfigurator::del_array_key(const std::string& path)
 
 bool AConfigurator::clear_list_key(const std::string& path)
 {
-    return empty_in_place(find_list(path)) || (del_list_key(path) && add_list_key(path));
+    auto* const list = find_list(path);
+    return empty_in_place(list) ||
+           (can_be_added_by(path, list) && del_list_key(path) && add_list_key(path));
 }
 
 bool AConfigurator::clear_array_key(const std::string& path)
 {
-    return empty_in_place(find_array(path)) || (del_array_key(path) && add_array_key(path));
+    auto* const array = find_array(path);
+    return empty_in_place(array) ||
+           (can_be_added_by(path, array) && del_array_key(path) && add_array_key(path));
 }
 
 bool AConfigurator::add_list_element_group(const std::string& path)

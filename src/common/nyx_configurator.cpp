@@ -1,20 +1,11 @@
 #include "common/nyx_configurator.h"
 
 #include "common/reconfigure.h"
-#include "config/includes.h"
-#include "platform/file/atomic_file.h"
-#include "platform/file/regular_file.h"
-#include "platform/file/temporary_name.h"
-#include "platform/file/text_file.h"
 #include "platform/logger/sup_logger.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <exception>
-#include <memory>
-#include <new>
 #include <stdexcept>
-#include <utility>
+#include <string>
 
 namespace nyx {
 
@@ -28,85 +19,14 @@ SupLogger& logger()
     return instance;
 }
 
-std::string file_text(const std::string& path)
-{
-    const bool regular{platform::stat_regular_file(path)};
-    auto content = regular ? platform::read_text_file(path) : std::nullopt;
-    if (!content)
-        throw FileNotFound("Could not open configuration file - " + path);
-    return std::move(*content);
-}
-
 } // namespace
 
 AConfigurator::AConfigurator(const char* file_name, bool print_only)
-    : m_file_name(file_name), m_print_only(print_only), m_file_lock(m_file_name + ".lock", m_file_name)
+    : m_file_name(file_name), m_print_only(print_only),
+      m_file_lock(m_file_name + ".lock", m_file_name)
 {
     if (!m_file_name.empty())
         read_file();
-}
-
-void AConfigurator::read_file()
-{
-    m_file_lock.read_lock();
-    std::string obstacle;
-    try {
-        // libconfig's scanner ends the whole process when it is given a directory.
-        if (!platform::stat_regular_file(m_file_name))
-            throw libconfig::FileIOException();
-        if (const auto usable = check_includes_of_file(m_file_name); !usable) {
-            obstacle = ": it " + usable.reason();
-            throw libconfig::FileIOException();
-        }
-        config.readFile(m_file_name.c_str());
-    } catch (const libconfig::FileIOException&) {
-        m_file_lock.unlock();
-        throw FileNotFound("Could not open configuration file - " + m_file_name + obstacle);
-    }
-    // A parse error leaves with the lock held: the next lock operation of this
-    // process takes it over.
-    m_file_lock.unlock();
-}
-
-bool AConfigurator::save_configuration()
-{
-    if (m_print_only) {
-        config.write(stdout);
-        return true;
-    }
-    m_file_lock.write_lock();
-    bool saved = true;
-    try {
-        write_file(configuration_text(config));
-    } catch (const std::exception& error) {
-        logger().error("Error saving configuration: ", error.what());
-        saved = false;
-    }
-    m_file_lock.unlock();
-    return saved;
-}
-
-void AConfigurator::edit_file(const std::function<std::string(const std::string&)>& edit)
-{
-    m_file_lock.write_lock();
-    try {
-        const auto text = edit(file_text(m_file_name));
-        libconfig::Config trial;
-        trial.readString(text);
-        write_file(text);
-        config.readString(text);
-    } catch (...) {
-        m_file_lock.unlock();
-        throw;
-    }
-    m_file_lock.unlock();
-}
-
-void AConfigurator::write_file(const std::string& text)
-{
-    platform::remove_leftovers(m_file_name); // no other writer is at work
-    platform::replace_file(m_file_name, text,
-                           {.mode = {}, .synced = true, .in_place = m_file_lock.is_held()});
 }
 
 void AConfigurator::reload_configuration()
@@ -133,21 +53,6 @@ libconfig::Setting* AConfigurator::find_setting(const std::string& path) const
     } catch (const libconfig::SettingException&) {
         return nullptr;
     }
-}
-
-std::string configuration_text(const libconfig::Config& config)
-{
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::FILE* const out = ::open_memstream(&text, &size);
-    if (out == nullptr)
-        throw std::bad_alloc();
-    config.write(out);
-    const bool complete = std::fclose(out) == 0;
-    const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
-    if (!complete)
-        throw std::bad_alloc();
-    return {text, size};
 }
 
 std::string configuration_error_text(const std::exception& error)

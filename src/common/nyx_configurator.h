@@ -43,7 +43,8 @@ public:
     void read_file();
 
     /// Writes the tree to the file under the exclusive lock, or prints it. The
-    /// file is replaced as a whole. False, and one error record, on failure.
+    /// file is replaced as a whole. False, and one error record, on failure, and for
+    /// a tree that could not be read again.
     bool save_configuration();
 
     /// Replaces the file's text by what `edit` makes of it, and the tree by the
@@ -158,6 +159,10 @@ public:
 private:
     libconfig::Setting* find_list(const std::string& path) const;
     libconfig::Setting* find_array(const std::string& path) const;
+    /// Throws FileNotFound in a store without a file, which takes no lock either.
+    void require_file() const;
+    /// Throws FileLockFailure, and what `step` throws.
+    void with_write_lock(const std::function<void()>& step);
     /// Replaces the file's text; only under the exclusive lock.
     void write_file(const std::string& text);
     template <typename Tell>
@@ -177,6 +182,10 @@ private:
 /// The tree as libconfig writes it. In memory, as its own writing to a file
 /// does not notice a disk that is full. Throws std::bad_alloc.
 std::string configuration_text(const libconfig::Config& config);
+
+/// The same, and proof that libconfig reads it: it writes an infinite number in a
+/// way that it does not take back. Throws std::runtime_error naming the line.
+std::string readable_configuration_text(const libconfig::Config& config);
 
 /// The text of what reading a configuration threw; for a parse error with file
 /// and line.

@@ -77,21 +77,6 @@ mode_t mode_of(const std::string& path)
     return found.st_mode & 0777;
 }
 
-/// Writes nothing that libconfig does not read again: it has no way to write
-/// an infinite number.
-void write_merged(const std::string& path, const libconfig::Config& merged, mode_t mode)
-{
-    const auto text = configuration_text(merged);
-    try {
-        libconfig::Config again;
-        again.readString(text);
-    } catch (const libconfig::ParseException& error) {
-        throw std::runtime_error("line " + std::to_string(error.getLine()) +
-                                 " of it could not be read again");
-    }
-    platform::replace_file(path, text, {.mode = mode, .synced = true});
-}
-
 } // namespace
 
 text::Outcome open_cfg_file(const std::string& path, libconfig::Config& config)
@@ -162,7 +147,8 @@ text::Result<Remarks> merge_files(const std::string& template_path, const std::s
                 throw std::runtime_error("it would replace [" + input + "]");
         libconfig::Config output;
         auto remarks = merge_trees(from_template.getRoot(), current.getRoot(), output.getRoot());
-        write_merged(output_path, output, mode_of(current_path));
+        platform::replace_file(output_path, readable_configuration_text(output),
+                               {.mode = mode_of(current_path), .synced = true});
         return remarks;
     } catch (const std::exception& error) {
         return text::Failure{

@@ -48,6 +48,7 @@ TEST_F(ConfigEdit, operations_tell_and_do)
         {"g.l", [](auto& c, auto& p) { return c.add_array_key(p); }, false, 3, -1},
         {"g.l", [](auto& c, auto& p) { return c.del_array_key(p); }, true, 3, -1},
         {"g.l", [](auto& c, auto& p) { return c.clear_array_key(p); }, false, 3, -1},
+        {"g:l", [](auto& c, auto& p) { return c.clear_list_key(p); }, false, 3, -1},
         {"g.l.[1]", [](auto& c, auto& p) { return c.clear_list_key(p); }, true, 0, -1},
         {"g.l.[2].in.ner", [](auto& c, auto& p) { return c.add_list_key(p); }, true, 0, -1},
         {"new.q-r.l", [](auto& c, auto& p) { return c.add_list_key(p); }, true, 0, -1},

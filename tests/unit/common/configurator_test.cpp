@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -185,10 +186,19 @@ TEST(Configurator, saves_what_it_read)
     conf.config.lookup("a") = 2;
     EXPECT_TRUE(conf.save_configuration());
     EXPECT_NE(folder.read("vos.conf").find("a = 2;"), std::string::npos);
-    std::filesystem::remove_all(folder.path());
-    CapturedLog log;
+    const CapturedLog log;
+    conf.config.getRoot().add("b", libconfig::Setting::TypeFloat) = HUGE_VAL;
     EXPECT_FALSE(conf.save_configuration());
-    EXPECT_TRUE(log.contains("Error saving configuration: "));
+    EXPECT_TRUE(log.contains("Error saving configuration: line 2 of it could not be read again"));
+    EXPECT_EQ(folder.read("vos.conf").find("b ="), std::string::npos);
+    std::filesystem::remove_all(folder.path());
+    conf.config.getRoot().remove("b");
+    AConfigurator transient("", false);
+    for (auto* store : {&conf, &transient})
+        EXPECT_FALSE(store->save_configuration());
+    EXPECT_EQ(log.count("Error saving configuration: "), 3);
+    EXPECT_THROW(transient.read_file(), FileNotFound);
+    EXPECT_FALSE(std::filesystem::exists(".lock"));
 }
 
 } // namespace
