@@ -29,6 +29,11 @@ public:
     }
 
     std::string path() const { return m_path; }
+    std::ptrdiff_t entries() const
+    {
+        const std::filesystem::directory_iterator all(m_path);
+        return std::distance(begin(all), end(all));
+    }
     std::string file(const std::string& name) const { return m_path + "/" + name; }
 
     /// Writes a file, with the folders on its way; returns its path.

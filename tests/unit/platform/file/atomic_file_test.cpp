@@ -19,12 +19,6 @@ namespace {
 
 using std::filesystem::create_symlink;
 
-std::size_t files_in(const TempFolder& folder)
-{
-    const std::filesystem::directory_iterator all(folder.path());
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
 TEST(ReplaceFile, failure_names_the_path_and_leaves_nothing)
 {
     const TempFolder folder;
@@ -34,7 +28,7 @@ TEST(ReplaceFile, failure_names_the_path_and_leaves_nothing)
          {folder.file("nowhere/report.json"), folder.file("folder"), folder.file("loop")})
         EXPECT_THAT([&path] { platform::replace_file(path, "new"); },
                     testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr(path)));
-    EXPECT_EQ(files_in(folder), 2U);
+    EXPECT_EQ(folder.entries(), 2);
 }
 
 TEST(ReplaceFile, links_are_followed_and_stay_but_not_where_it_writes_first)
@@ -76,7 +70,7 @@ TEST(ReplaceFile, pipe_is_written_directly_and_never_for_long)
     reader.reset(); // the write under way ends without SIGPIPE
     writer.get();
     EXPECT_TRUE(std::filesystem::is_fifo(pipe));
-    EXPECT_EQ(files_in(folder), 1U);
+    EXPECT_EQ(folder.entries(), 1);
 }
 
 TEST(ReplaceFile, only_leftovers_of_gone_writers_go)
@@ -86,16 +80,15 @@ TEST(ReplaceFile, only_leftovers_of_gone_writers_go)
     if (gone == 0)
         ::_exit(0);
     ::waitpid(gone, nullptr, 0);
-    const auto name = [](const auto& pid) {
-        return (std::ostringstream() << ".vos.conf." << pid << ".tmp").str();
-    };
+    const auto name = [](pid_t pid) { return ".vos.conf." + std::to_string(pid) + ".tmp"; };
     for (const auto& left : {name(gone), name(::getpid())})
         folder.write(left, "left");
-    const std::string stay[] = {name(1), name(0), name("x"), ".vos.conf.tmp", "vos.conf.tmp"};
+    const std::string stay[] = {name(1), name(0), ".vos.conf.x.tmp", ".vos.conf.tmp",
+                                "vos.conf.tmp"};
     for (const auto& other : stay)
         folder.write(other, "another's");
     platform::remove_leftovers(folder.file("vos.conf"));
-    EXPECT_EQ(files_in(folder), std::size(stay));
+    EXPECT_EQ(folder.entries(), std::ssize(stay));
 }
 
 TEST(ReplaceFile, keeps_mode_and_owner)
@@ -126,7 +119,7 @@ TEST(ReplaceFile, full_disk_leaves_the_old_file_and_nothing_else)
     ::setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, before);
     EXPECT_EQ(folder.read("report.json"), "old");
-    EXPECT_EQ(files_in(folder), 1U);
+    EXPECT_EQ(folder.entries(), 1);
 }
 
 } // namespace
