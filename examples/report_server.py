@@ -3,6 +3,7 @@
 
 It takes signed reports by POST, checks them as a real server would, and answers
 200 with an empty body, 403 with the reason on stderr, or 405 to another method.
+With --client-ca it takes reports from known clients only.
 --fault names a file, read again at each request, whose text makes it misbehave:
 
   ok | status N [BYTES] | reset | close_mid_upload | slow SECONDS | hang
@@ -54,6 +55,11 @@ class ReportServer(ThreadingHTTPServer):
         if options.cert:
             self.tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             self.tls.load_cert_chain(options.cert)
+            if options.client_ca:
+                # Clients resume sessions, with the certificate that they showed before. OpenSSL
+                # refuses that to a server without a session id context; Python always sets one.
+                self.tls.load_verify_locations(options.client_ca)
+                self.tls.verify_mode = ssl.CERT_REQUIRED
         self.accepted = 0
         self.lock = threading.Lock()
         super().__init__(("127.0.0.1", options.port), Handler)
@@ -65,7 +71,11 @@ class ReportServer(ThreadingHTTPServer):
     def finish_request(self, request, client_address):  # in the connection's own thread
         request.settimeout(IDLE_SECONDS)
         if self.tls:
-            request = self.tls.wrap_socket(request, server_side=True)
+            try:
+                request = self.tls.wrap_socket(request, server_side=True)
+            except ssl.SSLError as error:
+                print("no TLS:", error, file=sys.stderr, flush=True)
+                raise
         with closing(request):
             super().finish_request(request, client_address)
 
@@ -100,6 +110,14 @@ class ReportServer(ThreadingHTTPServer):
             write_whole(base + ".json", body)
         if self.options.print:
             print(time.strftime("%H:%M:%S"), 200, len(body), "bytes", figures(body), flush=True)
+
+
+def handshake(connection):
+    """How a request came, for its notes; None without TLS."""
+    if not isinstance(connection, ssl.SSLSocket):
+        return None
+    return {"version": connection.version(), "resumed": connection.session_reused,
+            "client": dict(rdn[0] for rdn in (connection.getpeercert() or {}).get("subject", ()))}
 
 
 def figures(body):
@@ -199,7 +217,8 @@ class Handler(BaseHTTPRequestHandler):
             if not is_good:
                 raise Refused("wrong " + what)
         self.server.keep(body, {"path": url.path, "query": query, "headers": dict(self.headers),
-                                "peer": self.client_address, "received": time.time()})
+                                "peer": self.client_address, "received": time.time(),
+                                "tls": handshake(self.connection)})
 
 
 def parse_options():
@@ -207,6 +226,8 @@ def parse_options():
     parser.add_argument("--port", type=int, default=0, help="0: any free one")
     parser.add_argument("--port-file", help="gets the number of the bound port")
     parser.add_argument("--cert", help="PEM file, certificate and key; without it, plain HTTP")
+    parser.add_argument("--client-ca", help="PEM file of certificates; with --cert, a client must "
+                        "show one of these or one that they have signed")
     secret = parser.add_mutually_exclusive_group(required=True)
     secret.add_argument("--secret")
     secret.add_argument("--secret-file", help="one line end at its end is no part of the secret")

@@ -52,11 +52,16 @@ def enter():
     resolver = os.path.realpath("/etc/resolv.conf")
     if os.path.exists(resolver):
         subprocess.run(["mount", "--bind", RESOLV_CONF, resolver], check=True)
+    make_certificate("/opt/key", "/opt/crt", "/opt/vos/client.pem")
+
+
+def make_certificate(key, certificate, both):
+    """One that signs itself, of two days: its files, and one of both."""
     subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
                     "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=node",
-                    "-keyout", "/opt/key", "-out", "/opt/crt"], check=True, capture_output=True)
-    with open("/opt/vos/client.pem", "w") as pem:
-        pem.write(open("/opt/key").read() + open("/opt/crt").read())
+                    "-keyout", key, "-out", certificate], check=True, capture_output=True)
+    with open(both, "w") as pem, open(key) as one, open(certificate) as other:
+        pem.write(one.read() + other.read())
 
 
 def set_name_servers(*addresses):
@@ -137,25 +142,27 @@ log4cpp.appender.F.layout.ConversionPattern=%p %c: %m%n
             return subprocess.Popen(command, cwd=self.folder, stdout=out, stderr=out,
                                     env=dict(os.environ, VOS_IPC_DIR=self.folder))
 
-    def serve(self, host="127.0.0.1"):
-        """Starts the server and points the node to it under the name `host`."""
+    def serve(self, host="127.0.0.1", tls=True):
+        """Starts the server and points the node to it under the name `host`. With TLS it asks for
+        the node's certificate."""
         self.write("fault", "ok")
         os.mkdir(self.path("accepted"))
         with open("/opt/key") as key, open("/opt/crt") as certificate:
             self.write("server.pem", key.read() + certificate.read())
         self.server = self.run_in_background("server.log", [
-            sys.executable, TOP + "/examples/report_server.py", "--cert", self.path("server.pem"),
+            sys.executable, TOP + "/examples/report_server.py",
+            *(("--cert", self.path("server.pem"), "--client-ca", "/opt/crt") if tls else ()),
             "--secret", SECRET, "--key-id", self.settings["General.datacenter_id"], "--period",
             "60000", "--path", "/report", "--port-file", self.path("port"), "--keep",
             self.path("accepted"), "--fault", self.path("fault")])
         port = until(lambda: self.read("port"), "the server's port").strip()
-        self.configure(**{"General.zel_report_url": f"https://{host}:{port}"})
+        self.configure(**{"General.zel_report_url": f"http{'s' * tls}://{host}:{port}"})
         return self
 
-    def start(self, proc=None, shell="", wait_for="VOS monitor has successfully started"):
-        """Starts the daemon; `proc` is a folder to mount over its /proc, `shell` what a shell
-        does before it becomes the daemon."""
-        mount = f"mount --bind {proc} /proc &&" if proc else ""
+    def start(self, mount=(), shell="", wait_for="VOS monitor has successfully started"):
+        """Starts the daemon; `mount` is a path and one of its own over which it sees that, `shell`
+        what a shell does before it becomes the daemon."""
+        mount = f"mount --bind {' '.join(mount)} &&" if mount else ""
         self.daemon = self.run_in_background("out", [
             "unshare", "--mount", "/bin/sh", "-c", f"{mount} exec {self.path('vos_monitor')} {shell}"])
         if wait_for:

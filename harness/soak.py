@@ -124,9 +124,10 @@ class Soak:
             os.unlink(self.node.path("port"))
         self.node.server = self.node.run_in_background("server.log", [
             sys.executable, TOP + "/harness/soak_server.py", "--cert", self.node.path("server.pem"),
-            "--secret", harness.SECRET, "--key-id", self.node.settings["General.datacenter_id"],
-            "--period", "60000", "--path", "/report", "--port", str(self.port), "--port-file",
-            self.node.path("port"), "--fault", self.node.path("fault")])
+            "--client-ca", "/opt/crt", "--secret", harness.SECRET, "--key-id",
+            self.node.settings["General.datacenter_id"], "--period", "60000", "--path", "/report",
+            "--port", str(self.port), "--port-file", self.node.path("port"), "--fault",
+            self.node.path("fault")])
         self.port = int(until(lambda: self.node.read("port"), "the server's port"))
 
     def stop_server(self):

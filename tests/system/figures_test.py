@@ -63,7 +63,7 @@ class Figures(NodeTest):
         # The daemon's own entry: its pid is only known once it runs, so the shell that becomes
         # the daemon waits for it.
         os.mkfifo(node.path("go"))
-        node.start(proc=node.path("proc"), shell=f"< {node.path('go')}", wait_for="")
+        node.start(mount=(node.path("proc"), "/proc"), shell=f"< {node.path('go')}", wait_for="")
         pids["vos_monitor"] = node.daemon.pid
         proc.process("vos_monitor", 40, 10, 5000, 8, 100)
         open(node.path("go"), "w").close()

@@ -7,7 +7,7 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../harness"))
 from node import (BIN, PRESET, SANITIZED, SECRET, TOP, Node, Peer,  # noqa: E402,F401
-                  isolate, set_name_servers, until)
+                  isolate, make_certificate, set_name_servers, until)
 from report_schema import faults_of  # noqa: E402
 
 SKIPPED = 77
