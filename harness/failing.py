@@ -1,17 +1,19 @@
 """The driver's side of failing_calls.c: its page, the errors that fit each call, and a daemon
 that runs under it."""
+import contextlib
 import ctypes
 import errno
 import mmap
 import os
 import re
 import socket
+import struct
 import subprocess
 import threading
 from node import BIN, Node, Peer, set_name_servers, until
 
 LIBRARY = os.path.join(BIN, "../lib/failing_calls.so")
-DEPTH, MOST_RECORDS = 10, 1 << 18
+DEPTH, MOST_RECORDS, MOST_FAULTS = 10, 1 << 18, 2
 OFF, RECORDING, ARMED = range(3)
 SHORT = 10000  # no errno value: half of the bytes are transferred
 SHORT_NAME = "half"
@@ -40,13 +42,19 @@ class Record(ctypes.Structure):
     _fields_ = [("call", ctypes.c_uint32), ("place", ctypes.c_uint32)]
 
 
+class ArmedFault(ctypes.Structure):
+    """As struct fault in failing_calls.c."""
+    _fields_ = [(name, ctypes.c_uint32) for name in (
+        "call", "place", "skip", "error", "burst", "failed", "depth", "unused")] + [
+        ("stack", ctypes.c_uint64 * DEPTH)]
+
+
 class Control(ctypes.Structure):
     """As struct control in failing_calls.c."""
     _fields_ = [(name, ctypes.c_uint32) for name in (
-        "state", "stop_at", "in_loop", "armed_call", "armed_place", "armed_skip", "armed_errno",
-        "armed_burst", "fired", "stack_depth")] + [
-        ("stack", ctypes.c_uint64 * DEPTH)] + [(name, ctypes.c_uint32) for name in (
-            "records_made", "kill_step", "kill_fraction", "write_steps", "allocated")] + [
+        "state", "stop_at", "in_loop", "faults", "fired", "learn")] + [
+        ("fault", ArmedFault * MOST_FAULTS)] + [(name, ctypes.c_uint32) for name in (
+            "turns", "records_made", "kill_step", "kill_fraction", "write_steps", "allocated")] + [
         ("kill_file", ctypes.c_char * 64), ("names", ctypes.c_char * 1024),
         ("records", Record * MOST_RECORDS)]
 
@@ -72,31 +80,42 @@ class TorturedNode(Node):
     """A node whose daemon runs under failing_calls.c, with a supervisor that listens."""
 
     def __init__(self, **settings):
+        # At the level DEBUG, its default, the log leaves no repeated record out.
         super().__init__(**{"Monitoring.report_freq": 150, "General.polling_rate_ms": 10,
-                            **settings})
+                            "General.message_check_timeout_ms": 100, **settings})
         self.serve("zel.torture")
         with open(self.path("page"), "wb") as page:
             page.truncate(ctypes.sizeof(Control))
         with open(self.path("page"), "r+b") as page:
             self.control = Control.from_buffer(mmap.mmap(page.fileno(), 0))
         self.peer = Peer(self)
-        self.seen = 0
+        self.seen = self.beats = 0
+        self.link = None  # while there is one
+        self.told = {}
         for body in (self.take_links, self.take_beats):
             threading.Thread(target=body, daemon=True).start()
 
     def take_links(self):
         self.peer.listener.settimeout(None)
         while True:
-            link = self.peer.listener.accept()[0]
-            self.peer.link = link
+            self.link = self.peer.listener.accept()[0]
+            with contextlib.suppress(ConnectionError), self.link:
+                while self.link.recv(4096):
+                    pass
+            self.link = None
 
     def take_beats(self):
         while True:
             self.peer.beats.recv(4096)
+            self.beats += 1
 
     def start_daemon(self):
-        """Starts the daemon with the page as it is. Addresses are the same in every run."""
-        self.control.in_loop = self.control.fired = self.control.records_made = 0
+        """Starts the daemon with the page as it is, and new logs. Addresses are the same in every
+        run."""
+        for name in ("log", "out"):
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(self.path(name))
+        self.control.in_loop = self.control.records_made = 0
         # What the C library keeps at hand for the next allocation would count as allocated.
         environment = dict(os.environ, VOS_IPC_DIR=self.folder, VOS_TORTURE_PAGE=self.path("page"),
                            GLIBC_TUNABLES="glibc.malloc.tcache_count=0")
@@ -104,6 +123,28 @@ class TorturedNode(Node):
             self.daemon = subprocess.Popen(
                 ["setarch", "-R", "env", "LD_PRELOAD=" + LIBRARY, self.path("vos_monitor")],
                 cwd=self.folder, stdout=out, stderr=out, env=environment)
+
+    def listen(self):
+        """Forgets what the daemon has said until now."""
+        self.told = {name: os.stat(self.path(name)).st_size for name in ("log", "out")
+                     if os.path.exists(self.path(name))}
+
+    def said(self, text):
+        """Whether it has said this since, in its log or, where that can not be written, beside."""
+        for name in ("log", "out"):
+            with contextlib.suppress(FileNotFoundError), open(self.path(name), "rb") as file:
+                file.seek(self.told.get(name, 0))
+                if text.encode() in file.read():
+                    return True
+        return False
+
+    def send(self, kind):
+        """A control message; False without a link."""
+        try:
+            self.link.send(struct.pack("=H16s38s", kind, b"torture", b"node-7"))
+            return True
+        except (AttributeError, OSError):
+            return False
 
     def accepted(self):
         """How many reports the server has accepted."""
@@ -118,7 +159,7 @@ class TorturedNode(Node):
             return 0
 
     def record(self):
-        self.control.records_made = 0
+        self.control.records_made = self.control.faults = 0
         self.control.state = RECORDING
 
     def recorded(self):
@@ -134,11 +175,19 @@ class TorturedNode(Node):
         return visits
 
     def arm(self, fault):
-        c = self.control
-        c.state, c.fired = OFF, 0
-        c.armed_call, c.armed_place, c.armed_skip = fault.call, fault.place, fault.skip
-        c.armed_errno, c.armed_burst = error_number(fault.error), fault.burst
+        """Has the fault's call fail, and after it the one of `fault.then`."""
+        c, chain = self.control, [fault] + ([fault.then] if fault.then else [])
+        c.state, c.fired, c.faults, c.learn = OFF, 0, len(chain), fault.learns
+        for armed, one in zip(c.fault, chain):
+            armed.call, armed.place, armed.skip = one.call, one.place, one.skip
+            armed.error, armed.burst, armed.failed = error_number(one.error), one.burst, 0
+            armed.depth = 0
+        c.records_made = 0
         c.state = ARMED
+
+    def fired(self):
+        """Whether the armed call has failed."""
+        return self.control.fault[0].failed > 0
 
     def call_names(self):
         return self.control.names.decode().split()
@@ -149,10 +198,10 @@ class TorturedNode(Node):
             found = [re.match(r"(\w+)-(\w+) \S+ (\w+) \S+ \S+ +(/.*)", line) for line in maps]
         self.maps = [(*(int(m[i], 16) for i in (1, 2, 3)), m[4]) for m in found if m]
 
-    def stack(self):
+    def stack(self, which=0):
         """The stack of the call that failed: [(file, address within)]."""
-        frames = []
-        for address in self.control.stack[:self.control.stack_depth]:
+        frames, armed = [], self.control.fault[which]
+        for address in armed.stack[:armed.depth]:
             for start, end, offset, file in self.maps:
                 if start <= address < end:
                     frames.append((os.path.realpath(file), address - start + offset))

@@ -50,24 +50,34 @@ enum call { CALLS(NUMBER) number_of_calls };
 #define MOST_RECORDS (1 << 18)
 #define DEPTH 10
 #define SHORT_TRANSFER 10000 // not an errno value: transfers half of what was asked for
+#define MOST_FAULTS 2
 
 struct record {
     uint32_t call;
     uint32_t place;
 };
 
-struct control {
-    uint32_t state;      // set by the driver
-    uint32_t stop_at;    // 1: recording and failing end where the event loop begins
-    uint32_t in_loop;    // the event loop has begun
-    uint32_t armed_call; // fails at `armed_place`, after `armed_skip` visits there
-    uint32_t armed_place;
-    uint32_t armed_skip;
-    uint32_t armed_errno;
-    uint32_t armed_burst; // so many calls of the kind fail from there on, at any place
-    uint32_t fired;       // how many have failed
-    uint32_t stack_depth; // of the first that failed
+struct fault {
+    uint32_t call; // fails at `place`, after `skip` visits there
+    uint32_t place;
+    uint32_t skip;
+    uint32_t error;
+    uint32_t burst; // so many calls of the kind fail from there on, at any place
+    uint32_t failed;
+    uint32_t depth; // of the stack of the first that failed
+    uint32_t unused;
     uint64_t stack[DEPTH];
+};
+
+struct control {
+    uint32_t state;   // set by the driver
+    uint32_t stop_at; // 1: recording and failing end where the event loop begins
+    uint32_t in_loop; // the event loop has begun
+    uint32_t faults;  // how many are armed, one after the other
+    uint32_t fired;   // how many of them are over
+    uint32_t learn;   // 1: recording begins when they are over
+    struct fault fault[MOST_FAULTS];
+    uint32_t turns; // how often the loop has waited
     uint32_t records_made;
     uint32_t kill_step;     // counted from 1 within the writing of the file; 0: never
     uint32_t kill_fraction; // of a write that is cut short, in 65536ths
@@ -139,19 +149,22 @@ static void record_call(enum call call, uint32_t place)
         control->records[at] = (struct record){call, place};
 }
 
-/// Whether this visit is the one, or within the burst that began with it.
-static bool is_chosen(enum call call, uint32_t place)
+/// The fault that this visit is for, or is in the burst of.
+static struct fault* chosen(enum call call, uint32_t place)
 {
-    if (call != control->armed_call)
-        return false;
-    if (control->fired > 0)
-        return control->fired < control->armed_burst;
-    if (place != control->armed_place)
-        return false;
-    if (control->armed_skip == 0)
-        return true;
-    --control->armed_skip;
-    return false;
+    if (control->fired >= control->faults)
+        return NULL;
+    struct fault* fault = &control->fault[control->fired];
+    if (call != fault->call)
+        return NULL;
+    if (fault->failed > 0)
+        return fault;
+    if (place != fault->place)
+        return NULL;
+    if (fault->skip == 0)
+        return fault;
+    --fault->skip;
+    return NULL;
 }
 
 static uint32_t failure_at(enum call call, const struct trace* trace)
@@ -161,14 +174,16 @@ static uint32_t failure_at(enum call call, const struct trace* trace)
         record_call(call, place);
         return 0;
     }
-    if (!is_chosen(call, place))
+    struct fault* fault = chosen(call, place);
+    if (fault == NULL)
         return 0;
-    if (control->fired == 0) {
-        control->stack_depth = (uint32_t)trace->depth;
-        memcpy(control->stack, trace->stack, sizeof trace->stack);
+    if (fault->failed++ == 0) {
+        fault->depth = (uint32_t)trace->depth;
+        memcpy(fault->stack, trace->stack, sizeof trace->stack);
     }
-    ++control->fired;
-    return control->armed_errno;
+    if (fault->failed >= fault->burst && ++control->fired == control->faults && control->learn)
+        control->state = STATE_RECORDING;
+    return fault->error;
 }
 
 /// 0, or the error that this call is to fail with.
@@ -349,8 +364,10 @@ SIMPLE(ssize_t, -1, getrandom, (void* data, size_t size, unsigned flags), (data,
 int epoll_wait(int epoll, struct epoll_event* events, int count, int ms)
 {
     REAL(epoll_wait);
-    if (control != NULL)
+    if (control != NULL) {
         control->allocated = (uint32_t)mallinfo2().uordblks;
+        ++control->turns;
+    }
     FAIL_OR(epoll_wait, -1);
     return real(epoll, events, count, ms);
 }
