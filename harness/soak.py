@@ -20,6 +20,7 @@ SKIPPED = 77
 PERIODS_MS = (25, 30, 40, 55, 75, 100, 140, 200, 300, 450, 700, 1000)
 LONGEST_GAP = 1.2  # seconds between two heartbeats
 LONGEST_RECOVERY = 15  # seconds until a report gets through after a fault
+LONGEST_QUERY = 10  # seconds that a query to a silent name server goes on beside the reports
 GROWTH_KIB = 64  # anonymous memory, per 100,000 reports
 FEW, FIRST_KIB = 10_000, 512  # in a run of so few the heap still finds its size
 MOST_OVERLAPS = 0.05  # of the cycles without a fault: the machine was too slow for the period
@@ -205,6 +206,7 @@ class Soak:
         between has ended in between."""
         self.pause(0.3)
         self.until_next_sent(what)
+        self.until_idle()
         before = self.journal.at_last_sent
         refused = self.node.read("server.log").count("refused")
         idle = []
@@ -222,6 +224,12 @@ class Soak:
             self.violated(f"{lost} of {built} reports lost without a fault, after: {what}")
         self.adapt_period(overlapped > MOST_OVERLAPS * built)
         self.check_processes(idle, what)
+
+    def until_idle(self):
+        end = time.monotonic() + LONGEST_QUERY
+        while self.idle_descriptors and time.monotonic() < end and \
+                watch.descriptors(self.pid) > self.idle_descriptors[0][0]:
+            self.pause(0.01)
 
     def adapt_period(self, too_short):
         """Other work on the machine comes and goes."""
