@@ -74,7 +74,8 @@ int run_loop(const Settings& settings, nyx::NYXEventBase& base)
                                   {SIGINT, [&] { stop(supervisor, SIGINT); }},
                                   {SIGCHLD, [] { nyx::sigchild_handler(SIGCHLD, 0, nullptr); }}};
     for (auto& watch : watches)
-        watch.start();
+        if (!watch.start())
+            throw std::runtime_error("can not watch for signals");
     supervisor.start();
     base.dispatch();
     return supervisor.is_terminated() ? exit_terminated : exit_done;

@@ -53,7 +53,8 @@ void Supervisor::start()
 {
     require(m_heartbeats.start(heartbeat_socket), heartbeat_socket);
     require(m_control.start(control_family), control_family);
-    m_tick.start(tick_period);
+    if (!m_tick.start(tick_period))
+        throw std::runtime_error("can not watch the time");
     start_daemon();
 }
 
