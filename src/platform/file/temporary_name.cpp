@@ -2,6 +2,7 @@
 
 #include "text/words.h"
 
+#include <dirent.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -9,10 +10,9 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string_view>
-#include <system_error>
 
 namespace platform {
 
@@ -80,12 +80,15 @@ void remove_leftovers(const std::string& path)
 {
     const auto target = resolve_links(path);
     const auto beginning = beginning_for(target);
-    std::error_code failed;
-    std::filesystem::directory_iterator file(folder_of(target), failed);
-    for (; !failed && file != end(file); file.increment(failed)) {
-        const auto writer = writer_of(file->path().filename().native(), beginning);
+    // Not by std::filesystem: it ends the process when memory is short.
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(folder_of(target).c_str()),
+                                                     ::closedir);
+    if (!folder)
+        return;
+    while (const auto* file = ::readdir(folder.get())) {
+        const auto writer = writer_of(file->d_name, beginning);
         if (writer && (*writer == ::getpid() || is_gone(*writer)))
-            ::unlink(file->path().c_str());
+            ::unlinkat(::dirfd(folder.get()), file->d_name, 0);
     }
 }
 
