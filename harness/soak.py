@@ -32,12 +32,12 @@ def parse_options():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--minutes", type=float, default=30)
     parser.add_argument("--reports", type=int, help="at least so many are sent, in at most three "
-                        "times the time (default: 50,000 from 30 minutes on, otherwise any number)")
+                        "times the time (default: 15,000 from 30 minutes on, otherwise any number)")
     parser.add_argument("--faults", help="only those whose name contains this")
     parser.add_argument("--seed", type=int, default=random.randrange(10**6))
     options = parser.parse_args()
     if options.reports is None:
-        options.reports = 50_000 if options.minutes >= 30 else 0
+        options.reports = 15_000 if options.minutes >= 30 else 0
     return options
 
 
