@@ -212,7 +212,7 @@ class Soak:
         idle = []
         end = time.monotonic() + self.clean_seconds
         while time.monotonic() < end:
-            self.pause(self.clean_seconds / 20)
+            self.pause(0.01)  # posts leave short gaps in which nothing is under way
             idle.append(watch.descriptors(self.pid))
         self.until_next_sent(what)
         built, sent, overlapped = self.between(before, self.journal.at_last_sent)
