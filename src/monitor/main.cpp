@@ -211,6 +211,7 @@ int run()
     if (!start())
         return exit_bad_start;
     monitor().event_base.dispatch();
+    nyx_monitor::hold_signals();
     shut_down();
     return 0;
 }
@@ -233,6 +234,7 @@ int run()
 
 [[noreturn]] void abort_with(int status)
 {
+    nyx_monitor::hold_signals();
     monitor().reporter.reset();
     nyx_logging_and_watch_fini(std::move(monitor().logging));
     std::exit(status);

@@ -60,6 +60,15 @@ void add_signal_events()
                       std::string("event of SIG") + ::sigabbrev_np(event.signal()));
 }
 
+void hold_signals()
+{
+    sigset_t held;
+    ::sigfillset(&held);
+    for (const int fault : {SIGABRT, SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGSYS})
+        ::sigdelset(&held, fault);
+    ::pthread_sigmask(SIG_BLOCK, &held, nullptr);
+}
+
 void default_signal_handler(int signal, short, void*)
 {
     const AnsweringRecords answer;

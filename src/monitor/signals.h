@@ -7,6 +7,11 @@ namespace nyx_monitor {
 /// require_armed() does.
 void add_signal_events();
 
+/// From here to the end of the process holds back all signals but those of a fault in
+/// it and SIGABRT, by which the supervisor ends one that stands still. Without the
+/// loop's events the others would kill it.
+void hold_signals();
+
 /// Ends the loop at once.
 void default_signal_handler(int signal, short, void*);
 /// SIGTERM: ends the loop after the callbacks that are active.

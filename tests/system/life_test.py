@@ -59,6 +59,8 @@ class Signals(NodeTest):
                 node = self.node(**{"Monitoring.report_freq": 0}).start()
                 node.wait_for_log("calculate_processes_performance")
                 node.signal(number)
+                while node.daemon.poll() is None:  # one that comes while it ends is too late
+                    node.signal(signal.SIGUSR1)
                 self.assertEqual(node.end(), 0)
                 said = ("Graceful shutdown event received." if number == signal.SIGTERM else
                         f"Default signal handler called for signal {number}. Terminating process. ")
