@@ -28,8 +28,7 @@ bool succeeded(int result, const char* error_text)
 {
     if (result >= 0)
         return true;
-    const int error = errno;
-    logger().error(error_text, error);
+    logger().error(error_text, errno);
     return false;
 }
 

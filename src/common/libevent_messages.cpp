@@ -4,7 +4,6 @@
 
 #include <event2/event.h>
 
-#include <cerrno>
 #include <cstdlib>
 
 namespace {
@@ -34,9 +33,7 @@ void route_libevent_messages()
 void libevent_event_log_cpp(int severity, const char* message)
 {
     static SupLogger& logger = SupLogger::get_instance("libevent");
-    const int error = errno;
     logger.log(level_of(severity), message);
-    errno = error;
 }
 
 void libevent_gives_up(int error)

@@ -6,7 +6,8 @@
 void route_libevent_messages();
 
 /// Writes a message of libevent to the log, category "libevent". Leaves errno as it
-/// is: libevent warns of a failed call before its caller looks why it failed.
+/// is, as the logger does: libevent warns of a failed call before its caller looks
+/// why it failed.
 void libevent_event_log_cpp(int severity, const char* message);
 
 /// Ends the process when libevent can not go on, which it has logged: with

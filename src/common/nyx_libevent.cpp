@@ -56,8 +56,7 @@ bool make_fit(int fd)
     }
     if (fd < 1 || evutil_make_socket_nonblocking(fd) == 0)
         return true;
-    const int error = errno;
-    logger().error("Failed to set socket as non-blocking. errno: ", error);
+    logger().error("Failed to set socket as non-blocking. errno: ", errno);
     return false;
 }
 
@@ -191,9 +190,8 @@ bool NYXEventLibEvent::del(bool log)
     NYXEventBase::assert_loop_thread();
     const bool was_pending = is_pending();
     if (was_pending && event_del(&m_event) != 0) {
-        const int error = errno;
         if (log)
-            logger().error("Failed to delete event. errno: ", error);
+            logger().error("Failed to delete event. errno: ", errno);
         return false;
     }
     forget_signal_event(); // also one whose base went before it
