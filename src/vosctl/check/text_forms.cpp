@@ -1,10 +1,9 @@
 #include "vosctl/check/text_forms.h"
 
 #include "platform/variant/variant.h"
+#include "text/ipv4.h"
 #include "text/server_url.h"
 #include "text/words.h"
-
-#include <arpa/inet.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -69,7 +68,6 @@ bool ends_in_a_number(std::string_view host)
 
 text::Outcome check_host(const std::string& host)
 {
-    in_addr address{};
     if (host.find('@') != std::string::npos)
         return text::Failure{"has a user before the host, which is taken for a part of its name: "
                              "no report is sent; leave it out"};
@@ -82,7 +80,7 @@ text::Outcome check_host(const std::string& host)
         return text::Failure{"has \"" + host +
                              "\" for its host, which no name server knows: no report is sent; each "
                              "part between dots needs 1 to 63 characters, all of it at most 253"};
-    if (ends_in_a_number(host) && ::inet_pton(AF_INET, host.c_str(), &address) != 1)
+    if (ends_in_a_number(host) && !text::parse_dotted_quad(host))
         return text::Failure{"has \"" + host +
                              "\" for its host, which is no IPv4 address: no report is sent; give "
                              "four numbers from 0 to 255, or a name"};
