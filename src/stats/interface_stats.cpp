@@ -4,9 +4,42 @@
 #include "platform/logger/sup_logger.h"
 #include "text/words.h"
 
+#include <array>
 #include <utility>
 
 namespace {
+
+using libvariant::Variant;
+
+struct Figure {
+    const char* name;
+    std::uint64_t InterfaceStats::*counter;
+};
+
+// In the order of a map, so that each is put at its end.
+constexpr std::array<Figure, 8> counter_figures{{{"rx_bytes", &InterfaceStats::rx_bytes},
+                                                 {"rx_drops", &InterfaceStats::rx_drops},
+                                                 {"rx_errors", &InterfaceStats::rx_errors},
+                                                 {"rx_packets", &InterfaceStats::rx_packets},
+                                                 {"tx_bytes", &InterfaceStats::tx_bytes},
+                                                 {"tx_drops", &InterfaceStats::tx_drops},
+                                                 {"tx_errors", &InterfaceStats::tx_errors},
+                                                 {"tx_packets", &InterfaceStats::tx_packets}}};
+constexpr std::array<Figure, 4> rate_figures{{{"rx_bps", &InterfaceStats::rx_bytes},
+                                              {"rx_pps", &InterfaceStats::rx_packets},
+                                              {"tx_bps", &InterfaceStats::tx_bytes},
+                                              {"tx_pps", &InterfaceStats::tx_packets}}};
+
+/// A map with what `value_of` makes of each of `figures`. A braced list would be
+/// made first and copied then, which counts where there are thousands of interfaces.
+template <std::size_t Count, typename ValueOf>
+Variant map_of(const std::array<Figure, Count>& figures, ValueOf value_of)
+{
+    Variant::object_t map;
+    for (const auto& [name, counter] : figures)
+        map.emplace_hint(map.end(), name, value_of(counter));
+    return Variant(std::move(map));
+}
 
 SupLogger& logger()
 {
@@ -25,15 +58,15 @@ libvariant::Variant InterfaceStats::collect_interface_report(const InterfaceStat
                                                              std::time_t last_report_time,
                                                              std::time_t now) const
 {
-    return {{"counters", collect_interface_counters()},
-            {"rates", collect_interface_rates(previous, last_report_time, now)}};
+    Variant::object_t report;
+    report.emplace("counters", collect_interface_counters());
+    report.emplace("rates", collect_interface_rates(previous, last_report_time, now));
+    return Variant(std::move(report));
 }
 
 libvariant::Variant InterfaceStats::collect_interface_counters() const
 {
-    return {{"rx_bytes", rx_bytes},     {"tx_bytes", tx_bytes},  {"rx_packets", rx_packets},
-            {"tx_packets", tx_packets}, {"rx_drops", rx_drops},  {"tx_drops", tx_drops},
-            {"rx_errors", rx_errors},   {"tx_errors", tx_errors}};
+    return map_of(counter_figures, [this](auto counter) { return this->*counter; });
 }
 
 libvariant::Variant InterfaceStats::collect_interface_rates(const InterfaceStats* previous,
@@ -41,16 +74,12 @@ libvariant::Variant InterfaceStats::collect_interface_rates(const InterfaceStats
                                                             std::time_t now) const
 {
     const auto interval = static_cast<std::int64_t>(now) - last_report_time;
-    const auto rate = [&](std::uint64_t InterfaceStats::*counter) -> std::int64_t {
+    return map_of(rate_figures, [&](auto counter) -> std::int64_t {
         if (interval <= 0 || previous == nullptr)
             return 0;
         const std::int64_t delta = wrapping_delta32(this->*counter, previous->*counter);
         return delta > 0 ? delta / interval : 0;
-    };
-    return {{"rx_bps", rate(&InterfaceStats::rx_bytes)},
-            {"tx_bps", rate(&InterfaceStats::tx_bytes)},
-            {"rx_pps", rate(&InterfaceStats::rx_packets)},
-            {"tx_pps", rate(&InterfaceStats::tx_packets)}};
+    });
 }
 
 InterfaceStatsReport::InterfaceStatsReport(std::string proc_root)
@@ -61,9 +90,10 @@ InterfaceStatsReport::InterfaceStatsReport(std::string proc_root)
 libvariant::Variant InterfaceStatsReport::collect_network_report(std::time_t now)
 {
     m_previous = std::exchange(m_interfaces, {});
-    auto report = libvariant::Variant::array();
     if (!init_interface_objects())
-        return report;
+        return Variant::array();
+    Variant::array_t report;
+    report.reserve(m_interfaces.size());
     for (const auto& [name, stats] : m_interfaces) {
         logger().debug("Creating report of interface ", name);
         const auto before = m_previous.find(name);
@@ -73,7 +103,7 @@ libvariant::Variant InterfaceStatsReport::collect_network_report(std::time_t now
         report.push_back(std::move(entry));
     }
     m_last_report_time = now;
-    return report;
+    return Variant(std::move(report));
 }
 
 bool InterfaceStatsReport::init_interface_objects()
