@@ -260,7 +260,9 @@ void register_collectors(Pieces& pieces)
     measure("collector/ProcCpuStats",
             [stats = ProcCpuStats(pid)]() mutable { stats.calc_cpu_usage(); });
     measure("collector/ProcMemStats", [pid] { benchmark::DoNotOptimize(ProcMemStats(pid)); });
-    measure("collector/ProcFdStats", [pid] { benchmark::DoNotOptimize(ProcFdStats(pid)); });
+    measure("collector/ProcFdStats", [pid, root = platform::ProcRoot()] {
+        benchmark::DoNotOptimize(ProcFdStats(pid, root));
+    });
     measure("collector/read_total_cpu_stats", [] { ProcCpuStats::read_total_cpu_stats(); });
     measure("collector/update_system_stats", [] { Process::update_system_stats(); });
     measure("collector/MachineRamInfo", [&] { pieces.read_ram(); });
@@ -273,8 +275,9 @@ void register_many_descriptors()
 {
     const auto run = [](benchmark::State& state) {
         const DescriptorHolder process(20000);
+        const platform::ProcRoot root;
         for (auto _ : state)
-            benchmark::DoNotOptimize(ProcFdStats(process.pid()));
+            benchmark::DoNotOptimize(ProcFdStats(process.pid(), root));
     };
     benchmark::RegisterBenchmark("collector/ProcFdStats, 20000 descriptors", run)
         ->MeasureProcessCPUTime()

@@ -8,13 +8,13 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/magic.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/statfs.h>
 
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <utility>
 
 double ProcFdStats::m_max_fd_ratio{};
 std::uint32_t ProcFdStats::m_monitored_fds{};
@@ -31,28 +31,27 @@ SupLogger& logger()
 }
 
 /// How many descriptors the kernel says are in the opened folder "fd" of a
-/// process: from Linux 6.2 on its size, before that 0. Nothing where the size
-/// means anything else.
+/// process: from Linux 6.2 on its size, before that 0.
 std::optional<std::int32_t> told_count(int folder)
 {
-    struct statfs system {};
     struct stat found {};
-    if (::fstatfs(folder, &system) != 0 || system.f_type != PROC_SUPER_MAGIC ||
-        ::fstat(folder, &found) != 0 || found.st_size <= 0)
+    if (::fstat(folder, &found) != 0 || found.st_size <= 0)
         return std::nullopt;
     return static_cast<std::int32_t>(found.st_size);
 }
 
-/// The entries of a folder, "." and ".." among them; nothing, as for a listing,
-/// for who may not read it. The kernel makes an object for each descriptor that
-/// it lists, so that is done only where it does not tell their number.
-std::optional<std::int32_t> count_entries(const std::string& path)
+/// The entries of the folder "fd" of `pid`, "." and ".." among them; nothing, as
+/// for a listing, for who may not read it. The kernel makes an object for each
+/// descriptor that it lists, so that is done only where it does not tell their
+/// number.
+std::optional<std::int32_t> count_entries(const platform::ProcRoot& root, int pid)
 {
     constexpr std::int32_t own_entries = 2;
+    const auto path = procfs::path_of(root.path(), pid, "fd");
     platform::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!fd.valid())
         return std::nullopt;
-    if (const auto told = told_count(fd.get()))
+    if (const auto told = root.is_proc() ? told_count(fd.get()) : std::nullopt)
         return *told + own_entries;
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(fd.get()), ::closedir);
     if (!folder)
@@ -64,9 +63,26 @@ std::optional<std::int32_t> count_entries(const std::string& path)
     return count;
 }
 
+/// What the file "limits" says of `pid`, from the kernel, which need not write
+/// out all limits for that. Nothing for who may not ask.
+std::optional<std::int32_t> ask_limit(int pid)
+{
+    rlimit limit{};
+    if (::prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) != 0)
+        return std::nullopt;
+    return std::in_range<std::int32_t>(limit.rlim_max) ? static_cast<std::int32_t>(limit.rlim_max)
+                                                       : 0;
+}
+
+std::optional<std::int32_t> read_limit(const platform::ProcRoot& root, int pid)
+{
+    const auto text = platform::read_record_file(procfs::path_of(root.path(), pid, "limits"));
+    return text ? procfs::parse_fd_limit(*text) : std::nullopt;
+}
+
 } // namespace
 
-ProcFdStats::ProcFdStats(int pid, const std::string& proc_root) : m_pid(pid), m_proc_root(proc_root)
+ProcFdStats::ProcFdStats(int pid, const platform::ProcRoot& root) : m_pid(pid), m_root(root)
 {
     calculate_fd_count();
     calculate_fd_limit();
@@ -75,7 +91,7 @@ ProcFdStats::ProcFdStats(int pid, const std::string& proc_root) : m_pid(pid), m_
 
 void ProcFdStats::calculate_fd_count()
 {
-    const auto count = count_entries(procfs::path_of(m_proc_root, m_pid, "fd"));
+    const auto count = count_entries(m_root, m_pid);
     m_fd_count = count.value_or(0);
     if (!count)
         logger().warning("calculate_fd_count: Failed to calculate FDs for process ", m_pid);
@@ -84,8 +100,11 @@ void ProcFdStats::calculate_fd_count()
 
 void ProcFdStats::calculate_fd_limit()
 {
-    const auto text = platform::read_record_file(procfs::path_of(m_proc_root, m_pid, "limits"));
-    const auto limit = text ? procfs::parse_fd_limit(*text) : std::nullopt;
+    // Asked of whom there is a folder: where that can not be opened, the file may be
+    // out of reach as well, and the figure is to say so.
+    auto limit = m_fd_count > 0 && m_root.has_own_ids() ? ask_limit(m_pid) : std::nullopt;
+    if (!limit)
+        limit = read_limit(m_root, m_pid);
     if (!limit)
         logger().warning("calculate_fd_limit: failed to read FD limit of process ", m_pid);
     m_fd_limit = limit.value_or(0);

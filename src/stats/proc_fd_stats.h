@@ -3,6 +3,7 @@
 // Every failure is a warning and a 0 figure. Loop thread only.
 #pragma once
 
+#include "platform/file/proc_root.h"
 #include "stats/system_perf_stat.h"
 
 #include <cstdint>
@@ -11,12 +12,14 @@
 /// The descriptors of one process, read at construction.
 class ProcFdStats {
 public:
-    /// Looks at /proc/<pid>/fd and reads /proc/<pid>/limits.
-    explicit ProcFdStats(int pid, const std::string& proc_root = "/proc");
+    /// Looks at /proc/<pid>/fd, and takes the limit from the kernel or from
+    /// /proc/<pid>/limits.
+    explicit ProcFdStats(int pid, const platform::ProcRoot& root = {});
 
     /// Counts the entries of /proc/<pid>/fd into the cycle's accumulator.
     void calculate_fd_count();
-    /// Reads the hard limit from /proc/<pid>/limits.
+    /// Asks the kernel for the hard limit (prlimit) where `root` has ids for that,
+    /// and reads /proc/<pid>/limits where it has not, or does not answer.
     void calculate_fd_limit();
     /// Divides the two, and raises the cycle's maximum.
     void calculate_fd_ratio();
@@ -45,7 +48,7 @@ private:
     std::int32_t m_fd_count{};
     std::int32_t m_fd_limit{};
     double m_fd_ratio{};
-    std::string m_proc_root;
+    platform::ProcRoot m_root;
 
     static double m_max_fd_ratio;
     static std::uint32_t m_monitored_fds;

@@ -56,8 +56,8 @@ libvariant::Variant report_entry(const std::string& name, double ram, double cpu
 
 } // namespace
 
-Process::Process(std::string name, int pid, const std::string& proc_root)
-    : m_name(std::move(name)), m_pid(pid), m_cpu_stats(pid, proc_root), m_proc_root(proc_root)
+Process::Process(std::string name, int pid, const platform::ProcRoot& root)
+    : m_name(std::move(name)), m_pid(pid), m_cpu_stats(pid, root.path()), m_root(root)
 {
     read_stats(pid);
 }
@@ -81,8 +81,8 @@ void Process::read_stats(int pid)
     logger().debug("read_stats: read performance statistics for process ", m_name, "(", m_pid, ")");
     m_cpu_stats.calc_cpu_usage();
     m_cpu_usage = m_cpu_stats.cpu_usage();
-    m_ram_usage = ProcMemStats(m_pid, m_proc_root).ram_usage();
-    m_fd_ratio = ProcFdStats(m_pid, m_proc_root).fd_ratio();
+    m_ram_usage = ProcMemStats(m_pid, m_root.path()).ram_usage();
+    m_fd_ratio = ProcFdStats(m_pid, m_root).fd_ratio();
 }
 
 void Process::clear_figures()

@@ -6,6 +6,7 @@
 // thread only.
 #pragma once
 
+#include "platform/file/proc_root.h"
 #include "platform/variant/variant.h"
 #include "stats/proc_cpu_stats.h"
 
@@ -18,7 +19,7 @@ class Process {
 public:
     /// Reads the figures at once; the first CPU figure is measured against
     /// zero ticks.
-    Process(std::string name, int pid, const std::string& proc_root = "/proc");
+    Process(std::string name, int pid, const platform::ProcRoot& root = {});
 
     /// Reads RAM, CPU and descriptors of the process from /proc. Never fails:
     /// a process that does not run, or whose `pid` is not the one before,
@@ -66,5 +67,5 @@ private:
     double m_fd_ratio{};  ///< fraction
     double m_cpu_usage{}; ///< percent of one core
     ProcCpuStats m_cpu_stats;
-    std::string m_proc_root;
+    platform::ProcRoot m_root;
 };

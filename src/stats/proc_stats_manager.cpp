@@ -25,7 +25,7 @@ std::vector<std::pair<int, std::string>> discover(int root_pid)
 
 } // namespace
 
-ProcessesManager::ProcessesManager(std::string proc_root) : m_proc_root(std::move(proc_root)) {}
+ProcessesManager::ProcessesManager(platform::ProcRoot root) : m_root(std::move(root)) {}
 
 std::set<std::string> ProcessesManager::get_allowed_processes(bool vos)
 {
@@ -46,7 +46,7 @@ void ProcessesManager::calculate_processes_performance(const std::set<std::strin
         return;
     }
     reset();
-    ProcCpuStats::read_total_cpu_stats(m_proc_root);
+    ProcCpuStats::read_total_cpu_stats(m_root.path());
     // A process that was found in two ways is measured, and counted, twice.
     for (const auto& [pid, name] : found) {
         if (allowed.contains(name))
@@ -54,7 +54,7 @@ void ProcessesManager::calculate_processes_performance(const std::set<std::strin
         else
             logger().trace("calculate_processes_performance: ignoring process ", name);
     }
-    Process::update_system_stats(m_proc_root);
+    Process::update_system_stats(m_root.path());
     print_processes_information();
 }
 
@@ -68,7 +68,7 @@ void ProcessesManager::measure(const std::string& name, int pid)
         return;
     }
     logger().trace("calculate_processes_performance: Process does not exist in map - create it");
-    m_processes.emplace(std::pair{name, pid}, Process(name, pid, m_proc_root));
+    m_processes.emplace(std::pair{name, pid}, Process(name, pid, m_root));
 }
 
 void ProcessesManager::reset()

@@ -16,7 +16,7 @@
 /// as far as their names are allowed. Loop thread only.
 class ProcessesManager {
 public:
-    explicit ProcessesManager(std::string proc_root = "/proc");
+    explicit ProcessesManager(platform::ProcRoot root = {});
 
     /// The names that are measured. The agent asks for the `true` list; the
     /// other one is an alternative that nobody asks for.
@@ -41,5 +41,5 @@ private:
     void measure(const std::string& name, int pid);
 
     std::map<std::pair<std::string, int>, Process> m_processes;
-    std::string m_proc_root;
+    platform::ProcRoot m_root;
 };

@@ -1,5 +1,6 @@
 #include "platform/process/process_table.h"
 
+#include "platform/file/proc_root.h"
 #include "platform/file/text_file.h"
 #include "procfs/path.h"
 #include "procfs/pid_children.h"
@@ -12,7 +13,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <memory>
 
@@ -51,14 +51,10 @@ bool exists(pid_t pid)
 }
 
 /// Whether there are children files, and the ids in them are those that system
-/// calls of this process understand: not so in a /proc of another namespace.
+/// calls of this process understand.
 bool offers_children_files(const std::string& proc_root)
 {
-    std::array<char, 32> self{};
-    const auto length = ::readlink((proc_root + "/self").c_str(), self.data(), self.size());
-    return length > 0 &&
-           std::string_view(self.data(), static_cast<std::size_t>(length)) ==
-               std::to_string(::getpid()) &&
+    return ProcRoot(proc_root).has_own_ids() &&
            ::access((proc_root + "/thread-self/children").c_str(), R_OK) == 0;
 }
 

@@ -1,14 +1,19 @@
 #include "stats/proc_stats_manager.h"
 
 #include "fake_proc.h"
+#include "platform/file/text_file.h"
 #include "platform/process/held_signal.h"
 #include "platform/process/program_runner.h"
+#include "procfs/path.h"
+#include "procfs/pid_limits.h"
 #include "stats/proc_fd_stats.h"
 #include "stats/proc_mem_stats.h"
 #include "support/captured_log.h"
 #include "support/sleepers.h"
 
 #include <gmock/gmock.h>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -122,6 +127,28 @@ TEST(FdStats, counts_dots_and_keeps_the_largest_ratio)
     // Both looks have a descriptor of their own.
     const auto open = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     EXPECT_EQ(ProcFdStats(::getpid()).fd_count(), 2 + open);
+}
+
+TEST(FdStats, of_real_processes_are_those_of_the_files)
+{
+    const pid_t limited = spawn("iperf3", [] {
+        const rlimit limit{77, 99};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    });
+    const pid_t zombie = ::fork();
+    if (zombie == 0)
+        ::_exit(0);
+    const FakeProc links;
+    std::filesystem::create_directory_symlink("/proc/" + std::to_string(limited),
+                                              links.file(std::to_string(limited)));
+    EXPECT_EQ(ProcFdStats(limited).fd_limit(), 99);
+    EXPECT_EQ(ProcFdStats(limited, links.path()).fd_limit(), 99) << "read";
+    for (const pid_t pid : {limited, zombie, ::getpid(), 1, 0}) { // another user's, mostly; none
+        const auto text = platform::read_text_file(procfs::path_of("/proc", pid, "limits"));
+        EXPECT_EQ(ProcFdStats(pid).fd_limit(),
+                  procfs::parse_fd_limit(text.value_or("")).value_or(0));
+    }
+    end(limited);
 }
 
 struct Cycle : testing::Test {
