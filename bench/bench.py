@@ -48,7 +48,7 @@ def measure_memory(counts):
 
 def measure_own_share(seconds, extra):
     """CPU of the daemon itself in percent of a core, on a machine of so many more processes."""
-    bench = BenchNode(**{"Monitoring.report_freq": seconds * 1000, "General.polling_rate_ms": 250})
+    bench = BenchNode(**{"Monitoring.report_freq": seconds * 1000, "General.polling_rate_ms": 1000})
     with contextlib.closing(bench), crowd("other", extra):
         bench.log_as_installed().serve().start().wait_for_accepted(1)
         progress(f"the daemon's own share of {seconds} s ...")

@@ -142,12 +142,14 @@ def check_unit(root):
 
 
 def upgrade_and_downgrade(root):
-    root.run(f"sed -i 's/report_freq = 60000/report_freq = 30000/' {CONF}")
+    root.run("sed -i 's/report_freq = 60000/report_freq = 30000/;"
+             f"s/polling_rate_ms = 1000/polling_rate_ms = 250/' {CONF}")
     before = main_pid(root)
     said = root.run("dpkg -i /packages/vos-monitor_*.deb")
     merged = root.read(CONF)
     expect("quiet_node = false" in merged and "report_freq = 30000" in merged
-           and 'vos_id = "node-7"' in merged, "an upgrade merges the configuration", said + merged)
+           and "polling_rate_ms = 250" in merged and 'vos_id = "node-7"' in merged,
+           "an upgrade merges the configuration", said + merged)
     until_active(root, before)
     verified("and the unit runs the new version")
     root.run("dpkg -i --force-downgrade /packages/older.deb")

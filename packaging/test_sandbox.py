@@ -96,7 +96,8 @@ def main():
     with clean_system() as (start, server):
         root = start("sandbox")
         install(root, server)
-        root.run(f"systemctl stop {UNIT}; sed -i 's/report_freq = .*;/report_freq = 2000;/' {CONF}")
+        root.run(f"systemctl stop {UNIT}; sed -i 's/report_freq = .*;/report_freq = 2000;/;"
+                 f"s/polling_rate_ms = .*;/polling_rate_ms = 250;/' {CONF}")
         root.start("sh -c '" + PLUTO.replace("'", "'\\''") + " wait'")
         until(lambda: root.run("pgrep -c pluto", check=False).strip() == "3", "the processes")
 
