@@ -208,7 +208,9 @@ class Alone(Part):
         self.peer.close()
 
     def run(self):
+        os.environ["VOS_NODE_STATUS"] = "1"  # as a supervisor that wants to be told
         self.node.start(wait_for="")
+        del os.environ["VOS_NODE_STATUS"]
         self.say("hello " + self.peer.accept().hex(), "beat " + self.peer.heartbeat().hex())
         self.peer.link.settimeout(5)
         status = self.peer.link.recv(4096)
