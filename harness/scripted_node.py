@@ -5,11 +5,12 @@ import os
 import shutil
 import signal
 import socket
+import subprocess
 import time
 
 import normal_text
 from name_server import NameServer
-from node import BIN, Peer, set_name_servers, until
+from node import BIN, Peer, make_certificate, set_name_servers, until
 from scripted_part import BROKEN, FREQUENCY, HOUR, Part, record
 from watch import ask_status
 
@@ -18,6 +19,7 @@ OFF = "Configuration does not allow sending reports"
 URL, LOCAL = "General.zel_report_url", "Monitoring.local_json_report_path"
 TOLD = 1.2  # seconds; the daemon tells of itself once in one
 LOOK = 1.3  # seconds; the log settings are looked at once in one
+CLIENT_CERTIFICATE = "/opt/vos/client.pem"
 
 
 class Watched(Part):
@@ -35,7 +37,9 @@ class Watched(Part):
             shutil.copy(f"{BIN}/{program}", node.path("bin"))
 
     def start(self):
-        self.node.daemon = self.node.run_in_background("out", [self.node.path("bin/vos_watchdog")])
+        # Without a terminal or an input, which a protected key's password would be asked of.
+        self.node.daemon = self.node.run_in_background("out", [
+            "/bin/sh", "-c", f"exec setsid {self.node.path('bin/vos_watchdog')} </dev/null"])
 
     def await_status(self, **wanted):
         """Until there is a supervisor whose answer holds all of this."""
@@ -72,6 +76,7 @@ class Supervised(Watched):
         self.tell_requests()
         self.ask()
         self.files_that_fail()
+        self.certificate()
         self.log_settings()
         self.messages()
         self.names()
@@ -131,6 +136,34 @@ class Supervised(Watched):
         self.signal_daemon(signal.SIGUSR1)
         self.step("broken configuration", "Exception caught reloading")
         self.reload("mended configuration", SENT)
+
+    def certificate(self):
+        """The client's becomes one that does not do, and is put back."""
+        other = self.node.path("other")
+        make_certificate(other + ".key", other + ".crt", other)
+        key, protected, certificate = (subprocess.run(
+            ["openssl", *words.split()], check=True, capture_output=True, text=True).stdout
+            for words in (f"pkey -in {other}.key", "ec -in /opt/key -aes256 -passout pass:x",
+                          "x509 -in /opt/crt"))
+        good = self.node.read(CLIENT_CERTIFICATE)
+        for what, text in (
+            ("garbage", "garbage\n"),
+            ("gone", None),
+            ("with the key of another", key + certificate),
+            ("with a protected key", protected + certificate),
+            ("without a key", certificate),
+            ("cut", good[:-100]),
+        ):
+            if text is None:
+                os.unlink(CLIENT_CERTIFICATE)
+            else:
+                self.node.write(CLIENT_CERTIFICATE, text)
+            for _ in range(2):
+                self.report("certificate " + what, "Status code: 58")
+            self.node.write(CLIENT_CERTIFICATE, good)
+            self.report("certificate put back", SENT)
+            self.say(str(self.node.reports()[-1][1]["tls"]))
+        self.tell_requests()
 
     def log_settings(self):
         good = self.node.read("log4cpp.properties")
