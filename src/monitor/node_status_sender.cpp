@@ -32,7 +32,7 @@ bool are_wanted()
 }
 
 /// The certificate is looked at each time: it is renewed without a word to us,
-/// and libcurl too reads it for every transfer.
+/// and a transfer too takes it as it is.
 nyx_utils::NodeStatus gather(nyx::Reporter& reporter)
 {
     const auto& sending = reporter.outcome();

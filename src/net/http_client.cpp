@@ -42,7 +42,7 @@ bool succeeded(const text::Outcome& outcome)
 
 } // namespace
 
-HttpClient::HttpClient(bool reuse_connections)
+HttpClient::HttpClient(bool reuse_connections) : m_reuse_connections(reuse_connections)
 {
     static const Libraries libraries;
     m_curl_multi.reset(curl_multi_init());
@@ -88,7 +88,7 @@ bool HttpClient::init_post_request_async(const std::string& url, const std::stri
     const RequestOptions request{url, client_cert_path, timeout_sec, get_bind_interface()};
     if (!succeeded(set_post_options(m_curl.get(), request, body)))
         return false;
-    return queue(create_headers(host, "", "", true, gzip),
+    return queue(create_headers(host, "", "", true, gzip), client_cert_path,
                  "Successfully queued HTTP request for sending.");
 }
 
@@ -104,7 +104,7 @@ bool HttpClient::init_get_request_async(const std::string& url, const std::strin
     if (!succeeded(set_interface(m_curl.get(), m_bind_interface)) ||
         !succeeded(set_get_options(m_curl.get(), request, head_only, m_response)))
         return false;
-    return queue(create_headers(host, date, authorization, false, false),
+    return queue(create_headers(host, date, authorization, false, false), client_cert_path,
                  "Successfully queued HTTP GET request.");
 }
 
@@ -135,17 +135,23 @@ CurlList HttpClient::create_headers(const std::string& host, const std::string& 
     return headers;
 }
 
-bool HttpClient::queue(CurlList headers, const char* queued_record)
+bool HttpClient::queue(CurlList headers, const std::string& client_cert_path,
+                       const char* queued_record)
 {
     if (!headers) {
         // A GET says so too.
         logger().error("init_post_request_async: Failed setting custom http headers");
         return false;
     }
+    // A kept connection is only used again for the same CURLOPT_SSLCERT, whatever
+    // has become of the file; and hardly ever a new one is made.
+    if (!m_reuse_connections)
+        m_certificate.hand_over(m_curl.get(), client_cert_path);
     m_headers.push_back(std::move(headers)); // first: libcurl is to have no list that may go
     const CURLMcode added = curl_multi_add_handle(m_curl_multi.get(), m_curl.get());
     if (added != CURLM_OK) {
         logger().error("Failed adding multi-handle: ", added);
+        m_certificate.take_back(m_curl.get());
         m_headers.pop_back();
         return false;
     }
@@ -230,6 +236,7 @@ void HttpClient::set_failure(const char* why) noexcept
 void HttpClient::clean_http_requests()
 {
     curl_multi_remove_handle(m_curl_multi.get(), m_curl.get());
+    m_certificate.take_back(m_curl.get());
     // The lists go now.
     curl_easy_setopt(m_curl.get(), CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
     m_headers.clear();

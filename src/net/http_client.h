@@ -2,6 +2,7 @@
 // owner's timer.
 #pragma once
 
+#include "http/client_certificate.h"
 #include "http/curl_handle.h"
 #include "http/response_body.h"
 #include "http/transfer_info.h"
@@ -99,10 +100,12 @@ private:
     static int sockopt_callback(void* client, curl_socket_t fd, curlsocktype purpose) noexcept;
 
     bool refuse_second_request();
-    bool queue(CurlList headers, const char* queued_record);
+    bool queue(CurlList headers, const std::string& client_cert_path, const char* queued_record);
     void finish_transfer(CURLcode result);
     void read_outcome();
 
+    const bool m_reuse_connections;
+    ClientCertificate m_certificate;
     CurlMultiHandle m_curl_multi; ///< outlives the easy handle
     CurlHandle m_curl;
     std::string m_failure;

@@ -22,7 +22,8 @@ inline void pause_ms(int milliseconds)
 
 /// Accepts reports signed with "topsecret" under the key "dc1", period 30 s.
 struct ReportServer {
-    explicit ReportServer(bool tls = true) : scheme(tls ? "https" : "http")
+    explicit ReportServer(bool tls = true, const std::string& options = "")
+        : scheme(tls ? "https" : "http")
     {
         const std::string make_certificate =
             "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
@@ -31,7 +32,7 @@ struct ReportServer {
             "cd " + folder.path() + " && " + (tls ? make_certificate : "") +
             "exec python3 " VOS_FIXTURES "/../../examples/report_server.py --secret topsecret "
             "--key-id dc1 --period 30000 --keep . --fault fault --port-file port" +
-            (tls ? " --cert cert" : "");
+            (tls ? " --cert cert" : "") + options;
         ::setenv("no_proxy", "*", 1);
         pid = ::fork();
         if (pid == 0) {

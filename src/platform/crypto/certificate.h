@@ -6,14 +6,13 @@
 #include <ctime>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace platform {
 
 /// The end (notAfter) of the first certificate in the PEM text `pem`, seconds
 /// since 1970. Nothing when there is no certificate or it is malformed. Pure,
 /// and leaves nothing in OpenSSL's error queue.
-std::optional<std::time_t> parse_certificate_end(std::string_view pem);
+std::optional<std::time_t> parse_certificate_end(std::string pem);
 
 /// The same of the file at `path`; it may not be readable, or hold no
 /// certificate.
