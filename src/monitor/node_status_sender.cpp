@@ -1,6 +1,5 @@
 #include "monitor/node_status_sender.h"
 
-#include "platform/crypto/certificate.h"
 #include "platform/ipc/ipc.h"
 #include "platform/logger/sup_logger.h"
 #include "utils/node_status.h"
@@ -33,7 +32,7 @@ bool are_wanted()
 
 /// The certificate is looked at each time: it is renewed without a word to us,
 /// and a transfer too takes it as it is.
-nyx_utils::NodeStatus gather(nyx::Reporter& reporter)
+nyx_utils::NodeStatus gather(nyx::Reporter& reporter, platform::CertificateEnd& certificate)
 {
     const auto& sending = reporter.outcome();
     nyx_utils::NodeStatus status;
@@ -45,7 +44,7 @@ nyx_utils::NodeStatus gather(nyx::Reporter& reporter)
     if (const auto servers = reporter.client().count_name_servers())
         status.name_servers = static_cast<std::uint32_t>(*servers);
     status.longest_stall_ms = static_cast<std::uint32_t>(nyx::NYXEventBase::longest_stall_ms());
-    const auto end = platform::read_certificate_end(reporter.get_client_cert_path());
+    const auto end = certificate.read(reporter.get_client_cert_path());
     if (end)
         status.certificate_end = *end;
     else
@@ -79,13 +78,14 @@ void NodeStatusSender::on_due(int, short, void* self)
     }
 }
 
-void NodeStatusSender::send() const
+void NodeStatusSender::send()
 {
     if (m_link == -1 || !m_reporter)
         return;
     ipcmsg_t record;
     init_ipc_hdr(&record, ipc_node_status, "vos_monitor", "watchdog");
-    const auto json = libvariant::write_json(nyx_utils::to_variant(gather(*m_reporter)));
+    const auto json =
+        libvariant::write_json(nyx_utils::to_variant(gather(*m_reporter, m_certificate)));
     if (const int error = send_msg(m_link, record, json); error != 0)
         logger().debug("node status: not sent: ", std::strerror(error));
 }

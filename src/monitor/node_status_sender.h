@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/nyx_libevent.h"
+#include "platform/crypto/certificate.h"
 #include "report/reporter.h"
 
 #include <chrono>
@@ -28,11 +29,12 @@ public:
 
 private:
     static void on_due(int, short, void* self);
-    void send() const;
+    void send();
 
     const int& m_link;
     const std::unique_ptr<nyx::Reporter>& m_reporter;
     bool m_wanted;
+    platform::CertificateEnd m_certificate;
     nyx::NYXEventLibEventTimer m_timer;
     Clock::time_point m_last{}; ///< when the last one was due
 };

@@ -30,4 +30,18 @@ text::Result<std::time_t> read_certificate_end(const std::string& path)
     return *end;
 }
 
+text::Result<std::time_t> CertificateEnd::read(const std::string& path)
+{
+    const auto stamp = stamp_of(path);
+    if (stamp && stamp == m_stamp)
+        return m_end;
+    m_stamp.reset();
+    auto end = read_certificate_end(path);
+    if (end && stamp && is_settled(*stamp) && stamp_of(path) == stamp) {
+        m_end = *end;
+        m_stamp = stamp;
+    }
+    return end;
+}
+
 } // namespace platform
