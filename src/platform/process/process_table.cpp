@@ -2,38 +2,21 @@
 
 #include "platform/file/proc_root.h"
 #include "platform/file/text_file.h"
+#include "platform/process/numbered_folder.h"
 #include "procfs/path.h"
 #include "procfs/pid_children.h"
 #include "procfs/pid_stat.h"
-#include "text/words.h"
 
-#include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 
 namespace platform {
 
 namespace {
-
-/// Entries of a folder that are numbers, ascending; nothing when it can not be
-/// opened.
-std::optional<std::vector<pid_t>> list_numbers(const std::string& folder)
-{
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(folder.c_str()), ::closedir);
-    if (!stream)
-        return std::nullopt;
-    std::vector<pid_t> numbers;
-    while (const dirent* entry = ::readdir(stream.get()))
-        if (const auto number = text::to_number<pid_t>(entry->d_name))
-            numbers.push_back(*number);
-    std::ranges::sort(numbers);
-    return numbers;
-}
 
 /// CPU time that was used on `clock`, nanoseconds; 0 when there is no such
 /// clock any more.
@@ -111,17 +94,20 @@ void ProcessTable::look()
 
 void ProcessTable::take_pass()
 {
-    const auto pids = list_numbers(m_proc_root).value_or(std::vector<pid_t>{});
+    const auto listed = read_numbered_folder(m_proc_root).value_or(std::vector<NumberedEntry>{});
     std::vector<Known> seen;
-    seen.reserve(pids.size());
+    seen.reserve(listed.size());
     auto before = m_known.begin();
-    for (const auto pid : pids) {
+    for (const auto& [pid, inode] : listed) {
         while (before != m_known.end() && before->process.pid < pid)
             ++before;
-        if (before != m_known.end() && before->process.pid == pid && still_named(*before))
+        if (before != m_known.end() && before->process.pid == pid && before->inode == inode &&
+            still_named(*before)) {
             seen.push_back(std::move(*before));
-        else if (auto known = m_has_children_files ? read_process(pid) : read_stat(pid))
+        } else if (auto known = m_has_children_files ? read_process(pid) : read_stat(pid)) {
+            known->inode = inode;
             seen.push_back(std::move(*known));
+        }
     }
     m_known = std::move(seen);
     m_by_parent.clear();
@@ -139,7 +125,8 @@ bool ProcessTable::still_named(const Known& known) const
 
 std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
 {
-    Known known{{pid, {}}, 0, {}, 0, false};
+    Known known;
+    known.process.pid = pid;
     // The clock first: a process that renames itself in between is read again.
     if (::clock_getcpuclockid(pid, &known.clock) == 0)
         known.ran = cpu_time(known.clock);
@@ -158,7 +145,10 @@ std::optional<ProcessTable::Known> ProcessTable::read_stat(pid_t pid) const
     const auto parent = line ? line->parent() : std::nullopt;
     if (!parent)
         return std::nullopt;
-    return Known{{pid, std::string(line->name)}, *parent, {}, 0, false};
+    Known known;
+    known.process = {pid, std::string(line->name)};
+    known.parent = *parent;
+    return known;
 }
 
 /// What the pass of this hold has of `pid`.
@@ -190,8 +180,13 @@ std::optional<std::vector<pid_t>> ProcessTable::list_threads(pid_t pid)
     struct stat folder {};
     if (::stat(folder_path.c_str(), &folder) != 0)
         return std::nullopt;
-    if (folder.st_nlink != links_of_single_thread)
-        return list_numbers(folder_path);
+    if (folder.st_nlink != links_of_single_thread) {
+        std::vector<pid_t> threads;
+        for (const auto& entry :
+             read_numbered_folder(folder_path).value_or(std::vector<NumberedEntry>{}))
+            threads.push_back(entry.number);
+        return threads;
+    }
     if (known != nullptr)
         known->single_thread = true;
     return std::vector{pid};

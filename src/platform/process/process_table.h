@@ -24,7 +24,9 @@ struct NamedProcess {
 ///
 /// From pass to pass the name of a process that has used no CPU time meanwhile
 /// is kept, and that it has one thread: only a process itself changes that. It
-/// takes a fifteenth of the time of reading the file. Not thread-safe.
+/// takes a fifteenth of the time of reading the file. The kernel brings the
+/// clock of a process that runs up to date at each tick of its own. Not
+/// thread-safe.
 class ProcessTable {
 public:
     explicit ProcessTable(std::string proc_root = "/proc");
@@ -44,6 +46,7 @@ public:
 private:
     struct Known {
         NamedProcess process;
+        ino_t inode{};        ///< of its folder, when it was listed
         pid_t parent{};       ///< 0 where it is not read
         clockid_t clock{};    ///< of its CPU time
         std::int64_t ran{};   ///< nanoseconds of CPU, read before the name; 0: unknown
