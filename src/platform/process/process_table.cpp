@@ -1,18 +1,10 @@
 #include "platform/process/process_table.h"
 
-#include "platform/file/proc_root.h"
 #include "platform/file/text_file.h"
-#include "platform/process/numbered_folder.h"
 #include "procfs/path.h"
-#include "procfs/pid_children.h"
 #include "procfs/pid_stat.h"
 
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 
 namespace platform {
 
@@ -28,17 +20,12 @@ std::int64_t cpu_time(clockid_t clock)
     return static_cast<std::int64_t>(used.tv_sec) * 1000000000 + used.tv_nsec;
 }
 
-bool exists(pid_t pid)
+/// Whether `pid` is the id of a process and not of a thread. A process that
+/// hides its folder in /proc has a clock all the same.
+bool is_process(pid_t pid)
 {
-    return ::kill(pid, 0) == 0 || errno != ESRCH;
-}
-
-/// Whether there are children files, and the ids in them are those that system
-/// calls of this process understand.
-bool offers_children_files(const std::string& proc_root)
-{
-    return ProcRoot(proc_root).has_own_ids() &&
-           ::access((proc_root + "/thread-self/children").c_str(), R_OK) == 0;
+    clockid_t clock{};
+    return ::clock_getcpuclockid(pid, &clock) == 0;
 }
 
 } // namespace
@@ -69,8 +56,8 @@ std::optional<std::vector<NamedProcess>> ProcessTable::children_of(pid_t pid)
         return std::nullopt;
     std::vector<NamedProcess> children;
     for (const auto child : *pids)
-        if (auto name = name_of(child))
-            children.push_back({child, std::move(*name)});
+        if (auto named = name(child))
+            children.push_back(std::move(*named));
     return children;
 }
 
@@ -94,17 +81,17 @@ void ProcessTable::look()
 
 void ProcessTable::take_pass()
 {
-    const auto listed = read_numbered_folder(m_proc_root).value_or(std::vector<NumberedEntry>{});
+    const auto listed = read_numbered_folder(m_proc_root);
     std::vector<Known> seen;
-    seen.reserve(listed.size());
+    seen.reserve(listed ? listed->size() : 0);
     auto before = m_known.begin();
-    for (const auto& [pid, inode] : listed) {
+    for (const auto& [pid, inode] : listed.value_or(std::vector<NumberedEntry>{})) {
         while (before != m_known.end() && before->process.pid < pid)
             ++before;
         if (before != m_known.end() && before->process.pid == pid && before->inode == inode &&
-            still_named(*before)) {
+            before->ran > 0 && cpu_time(before->clock) == before->ran) {
             seen.push_back(std::move(*before));
-        } else if (auto known = m_has_children_files ? read_process(pid) : read_stat(pid)) {
+        } else if (auto known = m_has_children_files ? read_process(pid) : read_with_parent(pid)) {
             known->inode = inode;
             seen.push_back(std::move(*known));
         }
@@ -118,11 +105,6 @@ void ProcessTable::take_pass()
     std::ranges::sort(m_by_parent);
 }
 
-bool ProcessTable::still_named(const Known& known) const
-{
-    return known.ran > 0 && cpu_time(known.clock) == known.ran;
-}
-
 std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
 {
     Known known;
@@ -131,17 +113,21 @@ std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
     if (::clock_getcpuclockid(pid, &known.clock) == 0)
         known.ran = cpu_time(known.clock);
     auto text = read_record_file(procfs::path_of(m_proc_root, pid, "comm"));
-    if (!text || !text->ends_with('\n'))
+    if (!text)
         return std::nullopt;
-    text->pop_back();
+    if (text->ends_with('\n'))
+        text->pop_back();
     known.process.name = std::move(*text);
     return known;
 }
 
-std::optional<ProcessTable::Known> ProcessTable::read_stat(pid_t pid) const
+/// The same, by its parent and without its clock.
+std::optional<ProcessTable::Known> ProcessTable::read_with_parent(pid_t pid) const
 {
     const auto text = read_record_file(procfs::path_of(m_proc_root, pid, "stat"));
-    const auto line = procfs::split_stat_line(text ? std::string_view(*text) : std::string_view());
+    if (!text)
+        return std::nullopt;
+    const auto line = procfs::split_stat_line(*text);
     const auto parent = line ? line->parent() : std::nullopt;
     if (!parent)
         return std::nullopt;
@@ -161,61 +147,38 @@ ProcessTable::Known* ProcessTable::find(pid_t pid)
     return found != m_known.end() && found->process.pid == pid ? &*found : nullptr;
 }
 
-std::optional<std::string> ProcessTable::name_of(pid_t pid)
+std::optional<NamedProcess> ProcessTable::name(pid_t pid)
 {
     if (const auto* known = find(pid))
-        return known->process.name;
+        return known->process;
     auto known = read_process(pid);
-    return known ? std::optional(std::move(known->process.name)) : std::nullopt;
+    return known ? std::optional(std::move(known->process)) : std::nullopt;
 }
 
-/// The threads of `pid`; nothing when there is no such process.
-std::optional<std::vector<pid_t>> ProcessTable::list_threads(pid_t pid)
-{
-    auto* known = find(pid);
-    if (known != nullptr && known->single_thread)
-        return std::vector{pid};
-    constexpr nlink_t links_of_single_thread = 3; // a link each, beside the folder's own two
-    const auto folder_path = procfs::path_of(m_proc_root, pid, "task");
-    struct stat folder {};
-    if (::stat(folder_path.c_str(), &folder) != 0)
-        return std::nullopt;
-    if (folder.st_nlink != links_of_single_thread) {
-        std::vector<pid_t> threads;
-        for (const auto& entry :
-             read_numbered_folder(folder_path).value_or(std::vector<NumberedEntry>{}))
-            threads.push_back(entry.number);
-        return threads;
-    }
-    if (known != nullptr)
-        known->single_thread = true;
-    return std::vector{pid};
-}
-
-/// The kernel steps from child to child without holding them: when the one that
-/// it has just told goes, it may skip the next. A child that is gone after the
-/// reading, or a thread that took its children elsewhere, has all read again.
+/// One reading counts when the process has one thread and has not run since the
+/// pass, otherwise two that say the same; always only while all the children
+/// that it tells are still there.
 std::optional<std::vector<pid_t>> ProcessTable::read_children(pid_t pid)
 {
-    constexpr int attempts = 3;
+    constexpr int attempts = 5;
+    auto* const known = find(pid);
+    std::optional<Family> before;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        const auto threads = list_threads(pid);
-        if (!threads)
+        if (known == nullptr && !is_process(pid))
             return std::vector<pid_t>{};
-        std::vector<pid_t> children;
-        const bool complete = std::ranges::all_of(*threads, [&](pid_t thread) {
-            const auto text = read_text_file(procfs::path_of(m_proc_root, pid, "task/") +
-                                             std::to_string(thread) + "/children");
-            for (const auto child : procfs::parse_children(text.value_or("")))
-                children.push_back(child);
-            return text.has_value();
-        });
-        if (complete && std::ranges::all_of(children, exists)) {
-            std::ranges::sort(children);
-            return children;
+        auto family = read_family(m_proc_root, pid, known != nullptr && known->single_thread);
+        const bool rests = family && known != nullptr && is_single(*family) && known->ran > 0 &&
+                           cpu_time(known->clock) == known->ran;
+        if (known != nullptr)
+            known->single_thread = rests;
+        if (family && (rests || family == before)) {
+            auto children = platform::children_of(*family);
+            if (std::ranges::all_of(children, is_process))
+                return children;
         }
+        before = std::move(family);
     }
-    return std::nullopt;
+    return known == nullptr || is_process(pid) ? std::nullopt : std::optional(std::vector<pid_t>{});
 }
 
 std::vector<NamedProcess> ProcessTable::children_by_pass(pid_t pid)

@@ -1,6 +1,9 @@
 // The processes of the machine and their children, out of /proc.
 #pragma once
 
+#include "platform/process/children_files.h"
+#include "platform/process/numbered_folder.h"
+
 #include <sys/types.h>
 
 #include <cstdint>
@@ -25,8 +28,9 @@ struct NamedProcess {
 /// From pass to pass the name of a process that has used no CPU time meanwhile
 /// is kept, and that it has one thread: only a process itself changes that. It
 /// takes a fifteenth of the time of reading the file. The kernel brings the
-/// clock of a process that runs up to date at each tick of its own. Not
-/// thread-safe.
+/// clock of a process that runs up to date at each tick of its own.
+///
+/// Not thread-safe.
 class ProcessTable {
 public:
     explicit ProcessTable(std::string proc_root = "/proc");
@@ -35,7 +39,7 @@ public:
     /// name; ascending.
     std::vector<pid_t> named_like(std::string_view part);
     /// The children of `pid`, ascending; none when there is no such process.
-    /// Nothing when they came and went too fast to be listed.
+    /// Nothing when they could not be read, or changed too fast to be listed.
     std::optional<std::vector<NamedProcess>> children_of(pid_t pid);
 
     /// From the first pass after hold() to release(), that pass is good for
@@ -55,12 +59,10 @@ private:
 
     void look();
     void take_pass();
-    bool still_named(const Known& known) const;
     std::optional<Known> read_process(pid_t pid) const;
-    std::optional<Known> read_stat(pid_t pid) const;
-    std::optional<std::string> name_of(pid_t pid);
+    std::optional<Known> read_with_parent(pid_t pid) const;
+    std::optional<NamedProcess> name(pid_t pid);
     Known* find(pid_t pid);
-    std::optional<std::vector<pid_t>> list_threads(pid_t pid);
     std::optional<std::vector<pid_t>> read_children(pid_t pid);
     std::vector<NamedProcess> children_by_pass(pid_t pid);
 

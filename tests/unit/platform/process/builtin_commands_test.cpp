@@ -73,6 +73,7 @@ TEST(BuiltinCommands, answer_as_the_program_does)
         for (auto& builtins : all)
             EXPECT_EQ(told(builtins.answer("/usr/bin/pgrep " + word)),
                       told(run_program("/usr/bin/pgrep " + word, CommandOutput::with_errors)));
+    std::jthread([&] { EXPECT_EQ(told(all[0].answer(children_of(::gettid()))), "1:"); });
     end(root);
     EXPECT_EQ(told(all[0].answer(children_of(root))), "1:");
     EXPECT_EQ(told(all[0].answer(tcp_pages_command)),
