@@ -96,10 +96,13 @@ std::optional<CommandResult> BuiltinCommands::list_children(pid_t pid)
     return result_of(std::move(output));
 }
 
-CommandResult BuiltinCommands::find_by_name(std::string_view word)
+std::optional<CommandResult> BuiltinCommands::find_by_name(std::string_view word)
 {
+    const auto pids = m_processes.named_like(word);
+    if (!pids)
+        return std::nullopt;
     std::string output;
-    for (const auto pid : m_processes.named_like(word))
+    for (const auto pid : *pids)
         output += std::to_string(pid) + "\n";
     return result_of(std::move(output));
 }

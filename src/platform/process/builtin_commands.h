@@ -32,15 +32,15 @@ public:
     explicit BuiltinCommands(const std::string& proc_root = "/proc");
 
     /// Exit code and output of `command`, the same as the program's. Nothing
-    /// when the program has to be run: the command is none of ours, or what it
-    /// prints depends on more than /proc.
+    /// when the program has to be run: the command is none of ours, what it
+    /// prints depends on more than /proc, or /proc does not show all of it.
     std::optional<CommandResult> answer(const std::string& command);
 
     ProcessTable& processes() { return m_processes; }
 
 private:
     std::optional<CommandResult> list_children(pid_t pid);
-    CommandResult find_by_name(std::string_view word);
+    std::optional<CommandResult> find_by_name(std::string_view word);
     std::optional<CommandResult> print_tcp_pages() const;
 
     std::string m_proc_root;

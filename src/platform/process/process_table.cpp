@@ -5,6 +5,7 @@
 #include "procfs/pid_stat.h"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace platform {
 
@@ -28,6 +29,13 @@ bool is_process(pid_t pid)
     return ::clock_getcpuclockid(pid, &clock) == 0;
 }
 
+/// Whether errno, after a file of a process could not be read, says that the
+/// process has ended.
+bool has_ended()
+{
+    return errno == ENOENT || errno == ESRCH;
+}
+
 } // namespace
 
 ProcessTable::ProcessTable(std::string proc_root)
@@ -35,9 +43,11 @@ ProcessTable::ProcessTable(std::string proc_root)
 {
 }
 
-std::vector<pid_t> ProcessTable::named_like(std::string_view part)
+std::optional<std::vector<pid_t>> ProcessTable::named_like(std::string_view part)
 {
     look();
+    if (!m_whole)
+        return std::nullopt;
     std::vector<pid_t> pids;
     for (const auto& known : m_known)
         if (known.process.name.find(part) != std::string::npos)
@@ -55,9 +65,12 @@ std::optional<std::vector<NamedProcess>> ProcessTable::children_of(pid_t pid)
     if (!pids)
         return std::nullopt;
     std::vector<NamedProcess> children;
-    for (const auto child : *pids)
+    for (const auto child : *pids) {
         if (auto named = name(child))
             children.push_back(std::move(*named));
+        else if (!has_ended() || is_process(child))
+            return std::nullopt;
+    }
     return children;
 }
 
@@ -82,6 +95,7 @@ void ProcessTable::look()
 void ProcessTable::take_pass()
 {
     const auto listed = read_numbered_folder(m_proc_root);
+    m_whole = listed.has_value();
     std::vector<Known> seen;
     seen.reserve(listed ? listed->size() : 0);
     auto before = m_known.begin();
@@ -94,6 +108,8 @@ void ProcessTable::take_pass()
         } else if (auto known = m_has_children_files ? read_process(pid) : read_with_parent(pid)) {
             known->inode = inode;
             seen.push_back(std::move(*known));
+        } else if (!has_ended()) {
+            m_whole = false;
         }
     }
     m_known = std::move(seen);
@@ -105,6 +121,7 @@ void ProcessTable::take_pass()
     std::ranges::sort(m_by_parent);
 }
 
+/// Nothing, with errno set, when it can not be read.
 std::optional<ProcessTable::Known> ProcessTable::read_process(pid_t pid) const
 {
     Known known;
@@ -129,8 +146,10 @@ std::optional<ProcessTable::Known> ProcessTable::read_with_parent(pid_t pid) con
         return std::nullopt;
     const auto line = procfs::split_stat_line(*text);
     const auto parent = line ? line->parent() : std::nullopt;
-    if (!parent)
+    if (!parent) {
+        errno = EBADMSG;
         return std::nullopt;
+    }
     Known known;
     known.process = {pid, std::string(line->name)};
     known.parent = *parent;
@@ -147,6 +166,7 @@ ProcessTable::Known* ProcessTable::find(pid_t pid)
     return found != m_known.end() && found->process.pid == pid ? &*found : nullptr;
 }
 
+/// Nothing, with errno set, when it can not be read.
 std::optional<NamedProcess> ProcessTable::name(pid_t pid)
 {
     if (const auto* known = find(pid))
@@ -181,9 +201,11 @@ std::optional<std::vector<pid_t>> ProcessTable::read_children(pid_t pid)
     return known == nullptr || is_process(pid) ? std::nullopt : std::optional(std::vector<pid_t>{});
 }
 
-std::vector<NamedProcess> ProcessTable::children_by_pass(pid_t pid)
+std::optional<std::vector<NamedProcess>> ProcessTable::children_by_pass(pid_t pid)
 {
     look();
+    if (!m_whole)
+        return std::nullopt;
     std::vector<NamedProcess> children;
     auto at = std::ranges::lower_bound(m_by_parent, std::pair{pid, std::size_t{0}});
     for (; at != m_by_parent.end() && at->first == pid; ++at)

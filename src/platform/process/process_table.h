@@ -30,16 +30,19 @@ struct NamedProcess {
 /// takes a fifteenth of the time of reading the file. The kernel brings the
 /// clock of a process that runs up to date at each tick of its own.
 ///
-/// Not thread-safe.
+/// What a process that has gone does not answer is no lack. Anything else that
+/// can not be read (hidden from this user, or there is no free descriptor) may
+/// hide something: then there is no answer. Not thread-safe.
 class ProcessTable {
 public:
     explicit ProcessTable(std::string proc_root = "/proc");
 
     /// The processes, zombies included and threads not, with `part` in their
-    /// name; ascending.
-    std::vector<pid_t> named_like(std::string_view part);
+    /// name; ascending. Nothing when not all names could be read.
+    std::optional<std::vector<pid_t>> named_like(std::string_view part);
     /// The children of `pid`, ascending; none when there is no such process.
-    /// Nothing when they could not be read, or changed too fast to be listed.
+    /// Nothing when they, or a name of theirs, could not be read, or changed too
+    /// fast to be listed.
     std::optional<std::vector<NamedProcess>> children_of(pid_t pid);
 
     /// From the first pass after hold() to release(), that pass is good for
@@ -64,12 +67,13 @@ private:
     std::optional<NamedProcess> name(pid_t pid);
     Known* find(pid_t pid);
     std::optional<std::vector<pid_t>> read_children(pid_t pid);
-    std::vector<NamedProcess> children_by_pass(pid_t pid);
+    std::optional<std::vector<NamedProcess>> children_by_pass(pid_t pid);
 
     std::string m_proc_root;
     bool m_has_children_files;
     bool m_held{};
     bool m_fresh{}; ///< m_known is of this hold
+    bool m_whole{}; ///< nothing is missing in m_known
     std::vector<Known> m_known;
     std::vector<std::pair<pid_t, std::size_t>> m_by_parent; ///< indices into m_known
 };

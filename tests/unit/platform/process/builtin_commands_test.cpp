@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <thread>
 
@@ -78,6 +80,22 @@ TEST(BuiltinCommands, answer_as_the_program_does)
     EXPECT_EQ(told(all[0].answer(children_of(root))), "1:");
     EXPECT_EQ(told(all[0].answer(tcp_pages_command)),
               told(run_program(tcp_pages_command, CommandOutput::with_errors)));
+}
+
+TEST(BuiltinCommands, what_can_not_be_read_is_left_to_the_program)
+{
+    const pid_t child = spawn("vosT-child");
+    BuiltinCommands builtins;
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    for (const auto limit : {rlim_t{0}, before.rlim_cur}) {
+        const rlimit now{limit, before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &now);
+        for (const auto& command :
+             {children_of(::getpid()), std::string("/usr/bin/pgrep vosT-none")})
+            EXPECT_EQ(builtins.answer(command).has_value(), limit > 0) << command;
+    }
+    end(child);
 }
 
 TEST(BuiltinCommands, children_that_come_and_go_hide_none_that_stays)
