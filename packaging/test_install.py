@@ -30,11 +30,11 @@ def expect(condition, text, context=""):
 
 
 def make_older(package, folder):
-    """The same package as version 3.91.29, whose configuration has no "quiet_node" yet."""
+    """The same package as version 3.91.29, whose configuration has no "builtin_commands" yet."""
     tree = os.path.join(folder, "tree")
     subprocess.run(["dpkg-deb", "-R", package, tree], check=True)
     for path, change in (("DEBIAN/control", ("Version: 3.91.30", "Version: 3.91.29")),
-                         ("opt/vos/share/vos.conf", ("    quiet_node = false;\n", ""))):
+                         ("opt/vos/share/vos.conf", ("    builtin_commands = true;\n", ""))):
         with open(os.path.join(tree, path)) as file:
             text = file.read()
         assert change[0] in text
@@ -147,7 +147,7 @@ def upgrade_and_downgrade(root):
     before = main_pid(root)
     said = root.run("dpkg -i /packages/vos-monitor_*.deb")
     merged = root.read(CONF)
-    expect("quiet_node = false" in merged and "report_freq = 30000" in merged
+    expect("builtin_commands = true" in merged and "report_freq = 30000" in merged
            and "polling_rate_ms = 250" in merged and 'vos_id = "node-7"' in merged,
            "an upgrade merges the configuration", said + merged)
     until_active(root, before)
