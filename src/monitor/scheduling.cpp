@@ -1,6 +1,7 @@
 #include "monitor/scheduling.h"
 
 #include "monitor/monitor.h"
+#include "utils/commands.h"
 
 #include <sys/time.h>
 
@@ -44,6 +45,10 @@ void vos_monitor_schedule_et(int, short, void*)
     auto& log = monitor_logger();
     if (daemon.report_freq_ms <= 0)
         return;
+    // A reload may have brought builtin commands, whose first look takes long. At
+    // the start the first measurement has taken it.
+    if (!nyx_utils::prepare_commands())
+        return charge_schedule_timer(0);
     log.info("Starting to collect health reports");
     timeval start{};
     ::gettimeofday(&start, nullptr);

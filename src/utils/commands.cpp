@@ -4,6 +4,7 @@
 #include "config/keys.h"
 #include "platform/process/builtin_commands.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace nyx_utils {
@@ -29,6 +30,12 @@ platform::CommandResult run_command(const std::string& command, platform::Comman
         if (auto result = platform::builtin_commands().answer(command))
             return std::move(*result);
     return platform::run_program(command, collect);
+}
+
+bool prepare_commands()
+{
+    constexpr std::size_t names = 1000; // takes some milliseconds
+    return !builtins_enabled() || platform::builtin_commands().processes().prepare(names);
 }
 
 } // namespace nyx_utils

@@ -12,4 +12,8 @@ namespace nyx_utils {
 /// program, in the same way; see platform/process/builtin_commands.h.
 platform::CommandResult run_command(const std::string& command, platform::CommandOutput collect);
 
+/// To be called until it is true, in turns of the loop: has the first answers not
+/// hold it for long. True at once without "Monitoring.builtin_commands".
+bool prepare_commands();
+
 } // namespace nyx_utils

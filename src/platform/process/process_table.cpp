@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
+#include <span>
 
 namespace platform {
 
@@ -88,18 +90,30 @@ void ProcessTable::release()
 void ProcessTable::look()
 {
     if (!m_held || !m_fresh)
-        take_pass();
+        take_pass(std::numeric_limits<std::size_t>::max());
     m_fresh = m_held;
 }
 
-void ProcessTable::take_pass()
+bool ProcessTable::prepare(std::size_t more)
 {
-    const auto listed = read_numbered_folder(m_proc_root);
-    m_whole = listed.has_value();
+    if (!m_prepared) {
+        m_allowed += more;
+        take_pass(m_allowed);
+    }
+    return m_prepared;
+}
+
+/// Over the first `most` processes.
+void ProcessTable::take_pass(std::size_t most)
+{
+    const auto all = read_numbered_folder(m_proc_root);
+    const auto listed = std::span(all ? all->data() : nullptr, all ? all->size() : 0);
+    m_prepared = m_prepared || listed.size() <= most;
+    m_whole = all && listed.size() <= most;
     std::vector<Known> seen;
-    seen.reserve(listed ? listed->size() : 0);
+    seen.reserve(listed.size());
     auto before = m_known.begin();
-    for (const auto& [pid, inode] : listed.value_or(std::vector<NumberedEntry>{})) {
+    for (const auto& [pid, inode] : listed.first(std::min(most, listed.size()))) {
         while (before != m_known.end() && before->process.pid < pid)
             ++before;
         if (before != m_known.end() && before->process.pid == pid && before->inode == inode &&

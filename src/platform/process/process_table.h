@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <optional>
@@ -50,6 +51,10 @@ public:
     void hold();
     void release();
 
+    /// Whether there was a pass over all processes, so that the next finds their
+    /// names known. Otherwise makes one over so many more than the one before.
+    bool prepare(std::size_t more);
+
 private:
     struct Known {
         NamedProcess process;
@@ -61,7 +66,7 @@ private:
     };
 
     void look();
-    void take_pass();
+    void take_pass(std::size_t most);
     std::optional<Known> read_process(pid_t pid) const;
     std::optional<Known> read_with_parent(pid_t pid) const;
     std::optional<NamedProcess> name(pid_t pid);
@@ -72,8 +77,10 @@ private:
     std::string m_proc_root;
     bool m_has_children_files;
     bool m_held{};
-    bool m_fresh{}; ///< m_known is of this hold
-    bool m_whole{}; ///< nothing is missing in m_known
+    bool m_fresh{};          ///< m_known is of this hold
+    bool m_whole{};          ///< nothing is missing in m_known
+    bool m_prepared{};       ///< there was a pass over all processes
+    std::size_t m_allowed{}; ///< processes that prepare() may look at in a pass
     std::vector<Known> m_known;
     std::vector<std::pair<pid_t, std::size_t>> m_by_parent; ///< indices into m_known
 };

@@ -75,6 +75,13 @@ TEST(BuiltinCommands, answer_as_the_program_does)
         for (auto& builtins : all)
             EXPECT_EQ(told(builtins.answer("/usr/bin/pgrep " + word)),
                       told(run_program("/usr/bin/pgrep " + word, CommandOutput::with_errors)));
+    const auto processes = std::distance(std::filesystem::directory_iterator(linked.path()), {});
+    for (const auto& proc : {std::string("/proc"), linked.path()}) {
+        int turns = 1;
+        for (ProcessTable table(proc); !table.prepare(static_cast<std::size_t>(processes) / 4 + 1);)
+            ++turns;
+        EXPECT_NEAR(turns, 4, 2) << "a quarter more each time";
+    }
     std::jthread([&] { EXPECT_EQ(told(all[0].answer(children_of(::gettid()))), "1:"); });
     end(root);
     EXPECT_EQ(told(all[0].answer(children_of(root))), "1:");
