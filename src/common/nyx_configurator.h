@@ -61,12 +61,6 @@ public:
     /// other exceptions are logged. Throws a text without a file name.
     void reload_configuration();
 
-    /// Sets what is called while the lock of the file is waited for; see FileLock.
-    void set_while_waiting(std::function<void()> hook)
-    {
-        m_file_lock.set_while_waiting(std::move(hook));
-    }
-
     /// Adds `component` at the end, once. Not owned; must unregister before it
     /// ends. May be called by a component that is being told of a reload: whom it
     /// registers is told as well, and whom it unregisters, be it itself, is told

@@ -1,5 +1,6 @@
 #include "common/nyx_file_lock.h"
 
+#include "platform/file/while_waiting.h"
 #include "platform/logger/sup_logger.h"
 
 #include <fcntl.h>
@@ -31,8 +32,7 @@ SupLogger& logger()
 }
 
 /// flock() with a bound; false with errno set, EWOULDBLOCK when time is up.
-bool flock_within(int fd, int operation, std::chrono::steady_clock::duration limit,
-                  const std::function<void()>& while_waiting)
+bool flock_within(int fd, int operation, std::chrono::steady_clock::duration limit)
 {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     std::chrono::microseconds pause{200};
@@ -43,8 +43,7 @@ bool flock_within(int fd, int operation, std::chrono::steady_clock::duration lim
             errno = EWOULDBLOCK;
             return false;
         }
-        if (while_waiting)
-            while_waiting();
+        platform::while_waiting();
         std::this_thread::sleep_for(pause);
         pause = std::min(2 * pause, longest_pause);
     }
@@ -95,7 +94,7 @@ void FileLock::lock(int operation)
         logger().warning("Locking is disabled");
         return;
     }
-    if (!flock_within(m_fd.get(), operation, longest_wait, m_while_waiting))
+    if (!flock_within(m_fd.get(), operation, longest_wait))
         fail("Failed to obtain lock for file: " + m_path);
     m_held = true;
 }

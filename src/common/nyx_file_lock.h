@@ -3,7 +3,6 @@
 
 #include "platform/file/unique_fd.h"
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -37,16 +36,14 @@ public:
     ~FileLock() = default;
 
     /// Shared. Waits for a writer, at most five seconds: the caller may be the
-    /// loop thread. Throws FileLockFailure.
+    /// loop thread. Calls platform::while_waiting() meanwhile, which must not use
+    /// this lock. Throws FileLockFailure.
     void read_lock();
     /// Exclusive, otherwise the same.
     void write_lock();
     /// Gives the lock back and closes the file; nothing when locking is off.
     /// Throws FileLockFailure.
     void unlock();
-    /// Sets what is called at least ten times a second during a wait. It must not
-    /// throw and not use this lock.
-    void set_while_waiting(std::function<void()> hook) { m_while_waiting = std::move(hook); }
     /// False where locking is off, too.
     bool is_held() const { return m_held; }
 
@@ -56,7 +53,6 @@ private:
 
     std::string m_path;
     std::string m_guarded;
-    std::function<void()> m_while_waiting;
     platform::UniqueFd m_fd;
     bool m_held{false};
 };

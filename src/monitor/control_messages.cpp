@@ -2,10 +2,10 @@
 
 #include "common/nyx_dispatch.h"
 #include "config/keys.h"
-#include "monitor/keepalive.h"
 #include "monitor/monitor.h"
 #include "monitor/scheduling.h"
 #include "platform/file/unique_fd.h"
+#include "platform/file/while_waiting.h"
 #include "platform/ipc/ipc.h"
 
 #include <array>
@@ -70,7 +70,7 @@ void read_msgs()
             return;
         handle_ipc_msg(buffer.data(), static_cast<std::size_t>(length));
         // However many messages come, the supervisor is to hear of us meanwhile.
-        nyx::KeepAlive::instance()->send_when_due();
+        platform::while_waiting();
     }
 }
 

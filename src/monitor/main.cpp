@@ -9,11 +9,11 @@
 #include "monitor/scheduling.h"
 #include "monitor/signals.h"
 #include "platform/file/standard_descriptors.h"
+#include "platform/file/while_waiting.h"
 #include "platform/ipc/ipc.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
 #include "platform/process/held_signal.h"
-#include "platform/process/program_runner.h"
 #include "platform/shared_memory/shared_object.h"
 #include "report/health_document.h"
 #include "report/health_reporter.h"
@@ -100,13 +100,7 @@ void create_event_base()
 void start_keep_alive()
 {
     monitor_logger().info("Starting watchdog keep alive mechanism");
-    auto* const keep_alive = nyx::KeepAlive::instance();
-    keep_alive->init(0, program_name, program_name);
-    const auto beat = [keep_alive] { keep_alive->send_when_due(); };
-    // Finding the processes of a large machine takes seconds, a command each.
-    platform::set_between_commands(beat);
-    // And a reload waits for whoever is writing the file.
-    monitor().configurator->set_while_waiting(beat);
+    nyx::KeepAlive::instance()->init(0, program_name, program_name);
 }
 
 bool check_identity(std::string& vos_id)
@@ -208,6 +202,9 @@ bool start()
 
 int run()
 {
+    // Finding the processes of a large machine takes seconds, a command each; a reload
+    // waits for whoever is writing the file; and each write for a disk that is slow.
+    const platform::WorkWhileWaiting beat([] { nyx::KeepAlive::instance()->send_when_due(); });
     if (!start())
         return exit_bad_start;
     monitor().event_base.dispatch();

@@ -2,6 +2,7 @@
 
 #include "common/nyx_configurator.h"
 #include "config/keys.h"
+#include "platform/file/while_waiting.h"
 #include "platform/process/builtin_commands.h"
 
 #include <cstddef>
@@ -25,7 +26,7 @@ bool builtins_enabled()
 
 platform::CommandResult run_command(const std::string& command, platform::CommandOutput collect)
 {
-    platform::call_between_commands();
+    platform::while_waiting();
     if (builtins_enabled())
         if (auto result = platform::builtin_commands().answer(command))
             return std::move(*result);

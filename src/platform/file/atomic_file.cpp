@@ -3,6 +3,7 @@
 #include "platform/file/special_file.h"
 #include "platform/file/temporary_name.h"
 #include "platform/file/unique_fd.h"
+#include "platform/file/while_waiting.h"
 #include "platform/file/write_all.h"
 
 #include <fcntl.h>
@@ -61,6 +62,7 @@ int write_beside(const std::string& beside, std::string_view content, const stru
         error = errno;
     if (error == 0)
         error = write_all(fd.get(), content);
+    while_waiting();
     if (error == 0 && how.synced && ::fsync(fd.get()) != 0)
         error = errno;
     const int close_error = close_file(fd);
@@ -99,8 +101,10 @@ int replace_regular_file(const std::string& path, std::string_view content, cons
 {
     const auto beside = temporary_name(path);
     int error = write_beside(beside, content, old, how);
+    while_waiting();
     if (error == 0 && std::rename(beside.c_str(), path.c_str()) != 0)
         error = errno;
+    while_waiting();
     if (error == 0) {
         if (how.synced)
             sync_folder(folder_of(path));

@@ -27,7 +27,8 @@ struct Replacement {
 /// user may give them. A device or a pipe is written as it is, see
 /// write_special_file(). Throws std::runtime_error naming the path and the
 /// reason; a regular file is then as it was, unless its disk failed while it was
-/// written in place, and nothing is left beside it.
+/// written in place, and nothing is left beside it. Calls while_waiting() between
+/// the steps that a slow disk takes long for.
 void replace_file(const std::string& path, std::string_view content, const Replacement& how = {});
 
 /// Writes `content` to a new file at `path`, mode 0600. Throws

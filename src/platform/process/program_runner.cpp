@@ -1,6 +1,7 @@
 #include "platform/process/program_runner.h"
 
 #include "platform/file/unique_fd.h"
+#include "platform/file/while_waiting.h"
 #include "platform/logger/sup_logger.h"
 #include "platform/process/held_signal.h"
 #include "platform/process/shell_command.h"
@@ -28,10 +29,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds time_limit{5};
 constexpr std::size_t output_limit = 16 * 1024 * 1024;
-constexpr int longest_wait_ms = 100; ///< between two calls of the hook
+constexpr int longest_wait_ms = 100; ///< between two calls of while_waiting()
 constexpr int not_started = 127;
-
-std::function<void()> between_commands;
 
 SupLogger& logger()
 {
@@ -97,7 +96,7 @@ bool collect_output(int fd, Clock::time_point deadline, std::string& output)
     std::array<char, 16384> buffer;
     while (true) {
         pollfd source{fd, POLLIN, 0};
-        call_between_commands();
+        while_waiting();
         if (signal_waits(SIGTERM))
             return false;
         const int left_ms = milliseconds_until(deadline);
@@ -132,7 +131,7 @@ bool reap(pid_t pid, Clock::time_point deadline, int* status)
         if (Clock::now() >= deadline)
             return false;
         std::this_thread::sleep_for(pause);
-        call_between_commands();
+        while_waiting();
     }
 }
 
@@ -152,17 +151,6 @@ int exit_code_of(int status)
 }
 
 } // namespace
-
-void set_between_commands(std::function<void()> hook)
-{
-    between_commands = std::move(hook);
-}
-
-void call_between_commands()
-{
-    if (between_commands)
-        between_commands();
-}
 
 CommandResult run_program(const std::string& command, CommandOutput collect)
 {

@@ -1,6 +1,7 @@
 #include "common/nyx_configurator.h"
 #include "common/nyx_file_lock.h"
 #include "common/nyx_thread.h"
+#include "platform/file/while_waiting.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 
@@ -31,7 +32,7 @@ TEST(FileLock, readers_share_and_a_writer_excludes)
     reader.unlock();
     EXPECT_EQ(::flock(other.get(), LOCK_EX | LOCK_NB), 0);
     int calls = 0;
-    reader.set_while_waiting([&calls] { ++calls; });
+    const platform::WorkWhileWaiting work([&calls] { ++calls; });
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THROW(reader.write_lock(), FileLockFailure) << "a holder that never lets go";
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));

@@ -2,6 +2,7 @@
 
 #include "fake_proc.h"
 #include "platform/file/text_file.h"
+#include "platform/file/while_waiting.h"
 #include "platform/process/held_signal.h"
 #include "platform/process/program_runner.h"
 #include "procfs/path.h"
@@ -201,12 +202,11 @@ TEST_F(Cycle, is_given_up_with_its_figures_when_the_process_is_to_end)
     const platform::HeldSignal held(SIGTERM);
     ::raise(SIGTERM);
     int calls = 0;
-    platform::set_between_commands([&calls] { ++calls; });
+    const platform::WorkWhileWaiting work([&calls] { ++calls; });
     manager.calculate_processes_performance({"watchdog"}, ::getpid());
     EXPECT_EQ(calls, 0) << "no command was run";
     EXPECT_EQ(manager.generate_procs_report(), before);
     EXPECT_NE(platform::run_program("sleep 4", {}).exit_code, 0) << "killed";
-    platform::set_between_commands(nullptr);
     ::signal(SIGTERM, SIG_IGN); // which throws away the one that waits
     ::signal(SIGTERM, SIG_DFL);
 }

@@ -1,6 +1,7 @@
 #include "utils/commands.h"
 
 #include "common/nyx_configurator.h"
+#include "platform/file/while_waiting.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
@@ -17,13 +18,12 @@ TEST(Commands, the_configuration_switches_them_and_a_reload_counts)
     nyx::AConfigurator conf(path.c_str(), false);
     nyx::TheConfigurator::set_configurator(&conf);
     int calls = 0; // one before each command, and more while a program runs
-    platform::set_between_commands([&calls] { ++calls; });
+    const platform::WorkWhileWaiting work([&calls] { ++calls; });
     EXPECT_EQ(run_command(own, platform::CommandOutput::with_errors).exit_code, 1);
     EXPECT_EQ(calls, 1);
     folder.write("vos.conf", "");
     conf.reload_configuration();
     EXPECT_EQ(run_command(own, platform::CommandOutput::with_errors).exit_code, 1);
     EXPECT_GT(calls, 2);
-    platform::set_between_commands(nullptr);
     nyx::TheConfigurator::set_configurator(nullptr);
 }

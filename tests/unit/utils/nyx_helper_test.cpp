@@ -1,4 +1,5 @@
 #include "common/nyx_configurator.h"
+#include "platform/file/while_waiting.h"
 #include "platform/process/program_runner.h"
 #include "support/captured_log.h"
 #include "utils/nyx_helper.h"
@@ -93,14 +94,13 @@ TEST(RunCommand, what_runs_too_long_or_says_too_much_is_killed)
     const auto start = std::chrono::steady_clock::now();
     auto last_call = start;
     std::chrono::steady_clock::duration longest_pause{};
-    platform::set_between_commands([&] {
+    const platform::WorkWhileWaiting work([&] {
         const auto before = std::exchange(last_call, std::chrono::steady_clock::now());
         longest_pause = std::max(longest_pause, last_call - before);
     });
     EXPECT_EQ(Helper::run_cmd_stderr("sleep 60 & echo started; exec sleep 60", output), 128 + 9);
     EXPECT_EQ(output, "started\n");
     EXPECT_EQ(Helper::run_cmd_stderr("exec cat /dev/zero", output), 128 + 9);
-    platform::set_between_commands(nullptr);
     EXPECT_LT(longest_pause, std::chrono::seconds(1)) << "heartbeats go on meanwhile";
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9));
     EXPECT_EQ(log.count("run_command: killed"), 2);
