@@ -1,6 +1,7 @@
 // What the code under test logged, for a test to read.
 #pragma once
 
+#include "platform/logger/log_settings.h"
 #include "platform/logger/sup_logger.h"
 
 #include <log4cpp/Category.hh>
@@ -18,6 +19,7 @@ public:
         m_appender.setLayout(new TextLayout); // the appender takes it
         m_root.setPriority(static_cast<int>(LogLevel::trace));
         m_root.addAppender(m_appender);
+        LogSettings::levels_changed();
     }
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;

@@ -18,8 +18,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -51,11 +51,12 @@ struct WatchedFile {
 };
 
 struct State {
-    std::shared_mutex in_use;               ///< shared: log4cpp is used; exclusive: it is changed
-    std::mutex watch_mutex;                 ///< guards the two below
-    WatchedFile watched;                    ///< empty path: nothing is watched
-    Appenders appenders;                    ///< those of the settings in force
-    std::atomic<std::int64_t> next_look{0}; ///< CLOCK_MONOTONIC seconds
+    std::shared_mutex in_use; ///< shared: log4cpp is used; exclusive: it is changed
+    std::mutex watch_mutex;   ///< guards the two below
+    WatchedFile watched;      ///< empty path: nothing is watched
+    Appenders appenders;      ///< those of the settings in force
+    std::mutex levels_mutex;  ///< guards the map, but not what is in it
+    std::map<const log4cpp::Category*, std::atomic<int>> levels;
 };
 
 State& state()
@@ -134,6 +135,14 @@ text::Result<LogPlan> read_plan(const std::string& path)
     return plan ? std::move(plan) : named(path, plan.reason());
 }
 
+/// For who has just changed log4cpp's categories, or may have.
+void take_levels() noexcept
+{
+    const std::lock_guard<std::mutex> guard(state().levels_mutex);
+    for (auto& [category, level] : state().levels)
+        level.store(category->getChainedPriority(), std::memory_order_relaxed);
+}
+
 void put_in_force(const std::vector<CategoryPlan>& categories, const Appenders& made)
 {
     Snapshot::clear();
@@ -165,14 +174,8 @@ void apply(const std::string& path)
         before.restore();
         throw;
     }
+    take_levels();
     state().appenders.swap(made);
-}
-
-std::int64_t monotonic_seconds()
-{
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return now.tv_sec;
 }
 
 } // namespace
@@ -207,14 +210,11 @@ void LogSettings::use_standard_error(LogLevel least)
     auto& root = log4cpp::Category::getRoot();
     root.setPriority(static_cast<log4cpp::Priority::Value>(least));
     root.addAppender(*appender);
+    take_levels();
 }
 
 text::Outcome LogSettings::reload_when_changed()
 {
-    const auto now = monotonic_seconds();
-    auto due = state().next_look.load(std::memory_order_relaxed);
-    if (now < due || !state().next_look.compare_exchange_strong(due, now + 1))
-        return text::done();
     const std::lock_guard<std::mutex> guard(state().watch_mutex);
     const auto stamp = state().watched.path.empty() ? FileStamp{} : stamp_of(state().watched.path);
     if (state().watched.path.empty() || stamp == state().watched.stamp)
@@ -235,6 +235,22 @@ void LogSettings::shut_down()
     state().watched = {};
     Snapshot::clear();
     state().appenders.clear();
+    take_levels();
+}
+
+const std::atomic<int>& LogSettings::level_of(const log4cpp::Category& category)
+{
+    const auto guard = use();
+    const std::lock_guard<std::mutex> alone(state().levels_mutex);
+    auto& level = state().levels[&category];
+    level.store(category.getChainedPriority(), std::memory_order_relaxed);
+    return level;
+}
+
+void LogSettings::levels_changed()
+{
+    const std::unique_lock<std::shared_mutex> alone(state().in_use);
+    take_levels();
 }
 
 std::shared_lock<std::shared_mutex> LogSettings::use()

@@ -1,14 +1,19 @@
 // The log4cpp property file in force, and the watch on it.
 //
 // There is no thread: whoever tests or writes a record looks at the file's
-// modification time and size first, at most once a second.
+// modification time and size first, once a second.
 #pragma once
 
 #include "platform/logger/log_level.h"
 #include "text/result.h"
 
+#include <atomic>
 #include <shared_mutex>
 #include <string>
+
+namespace log4cpp {
+class Category;
+}
 
 class LogSettings {
 public:
@@ -27,11 +32,18 @@ public:
 
     /// Loads the watched file again when it has changed since the last look. A
     /// file that does not load leaves the settings in force, and is reported
-    /// once. Cheap. Throws std::bad_alloc.
+    /// once. Throws std::bad_alloc.
     static text::Outcome reload_when_changed();
 
     /// Closes every appender and the watch.
     static void shut_down();
+
+    /// The priority from which on `category` writes records, its own or that of one
+    /// above it. Lasts, and is right after each of the calls above: to be tested
+    /// without a lock. Throws std::bad_alloc.
+    static const std::atomic<int>& level_of(const log4cpp::Category& category);
+    /// For who has set a category's priority by log4cpp itself.
+    static void levels_changed();
 
     /// Held while log4cpp is used, so that no appender is taken away meanwhile.
     [[nodiscard]] static std::shared_lock<std::shared_mutex> use();

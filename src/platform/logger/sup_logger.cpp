@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -60,7 +61,6 @@ void append(log4cpp::Category* category, int level, const std::string& text)
 struct Repeats {
     std::mutex mutex; ///< guards the limit
     RepeatLimit limit;
-    std::atomic<RepeatLimit::Clock::duration> next_look{}; ///< when counts may be due
 };
 
 Repeats& repeats()
@@ -106,17 +106,22 @@ void write(const std::vector<RepeatLimit::Count>& counts)
     }
 }
 
-/// Writes the counts that are due, at most once a second.
+/// Whether this is the first call of its second; of several threads one is told so.
+bool is_new_second() noexcept
+{
+    static std::atomic<time_t> last{-1};
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    auto before = last.load(std::memory_order_relaxed);
+    return before != now.tv_sec &&
+           last.compare_exchange_strong(before, now.tv_sec, std::memory_order_relaxed);
+}
+
 void write_due_counts() noexcept
 {
-    const auto now = RepeatLimit::Clock::now();
-    auto due = repeats().next_look.load(std::memory_order_relaxed);
-    if (now.time_since_epoch() < due || !repeats().next_look.compare_exchange_strong(
-                                            due, now.time_since_epoch() + std::chrono::seconds(1)))
-        return;
     try {
         std::unique_lock<std::mutex> guard(repeats().mutex);
-        const auto counts = repeats().limit.due(now);
+        const auto counts = repeats().limit.due(RepeatLimit::Clock::now());
         guard.unlock();
         write(counts);
     } catch (...) {
@@ -154,9 +159,9 @@ SupLoggerStreamer::~SupLoggerStreamer()
     const KeptErrno kept;
     try {
         const auto text = m_keep_lines ? m_text.str() : escape_line_feeds(m_text.str());
+        const auto guard = LogSettings::use();
         if (!is_admitted(*m_category, m_level, text))
             return;
-        const auto guard = LogSettings::use();
         append(m_category, static_cast<int>(m_level), text);
     } catch (...) {
         // A record that can not be written is lost; the program goes on.
@@ -180,6 +185,11 @@ AnsweringRecords::~AnsweringRecords()
     --answers_under_way;
 }
 
+SupLogger::SupLogger(log4cpp::Category& category)
+    : m_category(category), m_level(LogSettings::level_of(category))
+{
+}
+
 SupLogger& SupLogger::get_instance(const std::string& category)
 {
     auto& loggers = lasting<Loggers>();
@@ -192,11 +202,12 @@ SupLogger& SupLogger::get_instance(const std::string& category)
 
 bool SupLogger::is_enabled(LogLevel level) const
 {
-    const KeptErrno kept;
-    follow_settings();
-    write_due_counts();
-    const auto guard = LogSettings::use();
-    return m_category.isPriorityEnabled(static_cast<int>(level));
+    if (is_new_second()) {
+        const KeptErrno kept;
+        follow_settings();
+        write_due_counts();
+    }
+    return m_level.load(std::memory_order_relaxed) >= static_cast<int>(level);
 }
 
 void SupLogger::shut_down()

@@ -8,6 +8,7 @@
 
 #include "platform/logger/log_level.h"
 
+#include <atomic>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -68,10 +69,11 @@ public:
     /// and closes every appender.
     static void shut_down();
 
-    explicit SupLogger(log4cpp::Category& category) : m_category(category) {}
+    explicit SupLogger(log4cpp::Category& category);
     SupLogger(const SupLogger&) = delete;
     SupLogger& operator=(const SupLogger&) = delete;
 
+    /// Cheap. Looks after the settings and the counts that are due, once a second.
     bool is_enabled(LogLevel level) const;
     bool is_fatal_enabled() const { return is_enabled(LogLevel::fatal); }
     bool is_error_enabled() const { return is_enabled(LogLevel::error); }
@@ -142,4 +144,5 @@ private:
     }
 
     log4cpp::Category& m_category;
+    const std::atomic<int>& m_level; ///< kept by LogSettings
 };
