@@ -1,5 +1,6 @@
 #include "common/libevent_messages.h"
 
+#include "platform/logger/gathered_records.h"
 #include "platform/logger/sup_logger.h"
 
 #include <event2/event.h>
@@ -41,5 +42,6 @@ void libevent_gives_up(int error)
     constexpr int out_of_resources = 1; // any other says that libevent was used wrongly
     if (error != out_of_resources)
         std::abort();
+    GatheredRecords::rescue();
     std::_Exit(error);
 }

@@ -1,5 +1,6 @@
 #include "common/nyx_libevent.h"
 
+#include "platform/logger/fatal_signals.h"
 #include "platform/logger/sup_logger.h"
 
 #include <fcntl.h>
@@ -87,6 +88,7 @@ void NYXEventBase::dispatch()
         fail("Exception in event_base_dispatch");
     stall.begin(LoopStall::Clock::now());
     loop_thread = std::this_thread::get_id();
+    const FatalSignals last_records; // above libevent's handlers: it may be stuck in a callback
     const int result = event_base_dispatch(the_base);
     loop_thread = std::thread::id();
     if (thrown_by_callback)

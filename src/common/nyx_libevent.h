@@ -11,6 +11,7 @@
 #pragma once
 
 #include "common/loop_stall.h"
+#include "platform/logger/gathered_records.h"
 
 #include <event2/event.h>
 #include <event2/event_struct.h>
@@ -94,13 +95,15 @@ public:
     /// not its thread.
     static void assert_loop_thread();
     /// Runs `callback`; keeps what it throws for dispatch() and breaks the
-    /// loop. Every callback that libevent makes goes through here. A template, as
-    /// the call must not need memory outside of the guard.
+    /// loop. Every callback that libevent makes goes through here, and has its log
+    /// records written at its end. A template, as the call must not need memory
+    /// outside of the guard.
     template <typename Callback>
     static void run_guarded(const Callback& callback) noexcept
     {
         const auto start = LoopStall::Clock::now();
         try {
+            const GatheredRecords gathered;
             callback();
         } catch (...) {
             keep_exception();

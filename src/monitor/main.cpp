@@ -11,6 +11,7 @@
 #include "platform/file/standard_descriptors.h"
 #include "platform/file/while_waiting.h"
 #include "platform/ipc/ipc.h"
+#include "platform/logger/gathered_records.h"
 #include "platform/memprof/memprof.h"
 #include "platform/memprof/startup_pages.h"
 #include "platform/process/held_signal.h"
@@ -204,7 +205,10 @@ int run()
 {
     // Finding the processes of a large machine takes seconds, a command each; a reload
     // waits for whoever is writing the file; and each write for a disk that is slow.
-    const platform::WorkWhileWaiting beat([] { nyx::KeepAlive::instance()->send_when_due(); });
+    const platform::WorkWhileWaiting work([] {
+        GatheredRecords::write_old();
+        nyx::KeepAlive::instance()->send_when_due();
+    });
     if (!start())
         return exit_bad_start;
     monitor().event_base.dispatch();
@@ -222,6 +226,7 @@ int run()
         if (const auto error = std::current_exception())
             std::rethrow_exception(error);
     } catch (const std::bad_alloc&) {
+        GatheredRecords::rescue();
         std::_Exit(exit_bad_start);
     } catch (...) {
         std::abort();

@@ -5,6 +5,7 @@
 #include "platform/logger/lasting.h"
 #include "platform/logger/log_appender.h"
 #include "platform/logger/log_plan.h"
+#include "platform/logger/record_buffer.h"
 
 #include <log4cpp/Appender.hh>
 #include <log4cpp/Category.hh>
@@ -163,6 +164,9 @@ void apply(const std::string& path)
     const auto plan = read_plan(path);
     if (!plan)
         throw std::runtime_error(plan.reason());
+    // An appender that does not append empties its file.
+    while (RecordBuffer::write_one({})) {
+    }
     Appenders made; // in the end: those that are no longer in force
     for (const auto& appender : plan->appenders)
         made.push_back(make_appender(appender));

@@ -1,7 +1,9 @@
 #include "platform/logger/sup_logger.h"
 
+#include "platform/file/while_waiting.h"
 #include "platform/logger/lasting.h"
 #include "platform/logger/log_settings.h"
+#include "platform/logger/record_buffer.h"
 #include "platform/logger/repeat_limit.h"
 
 #include <log4cpp/Appender.hh>
@@ -44,17 +46,17 @@ std::string escape_line_feeds(std::string text)
 
 /// Gives a record to the appenders of `category` and of those above it. log4cpp's
 /// own way there promises not to throw, and ends the process when memory runs
-/// out on it; an appender by itself throws.
-void append(log4cpp::Category* category, int level, const std::string& text)
+/// out on it; an appender by itself throws. True when a file was written.
+bool append(log4cpp::Category* category, int level, const std::string& text)
 {
-    static std::mutex one_at_a_time;
     const log4cpp::LoggingEvent event(category->getName(), text, {}, level);
-    const std::lock_guard<std::mutex> alone(one_at_a_time);
+    const std::lock_guard<std::mutex> one_at_a_time(RecordBuffer::mutex());
     while (category != nullptr) {
         for (auto* appender : category->getAllAppenders())
             appender->doAppend(event);
         category = category->getAdditivity() ? category->getParent() : nullptr;
     }
+    return RecordBuffer::take_written();
 }
 
 /// The one limit on repeated records, for every category and thread.
@@ -96,13 +98,17 @@ bool is_admitted(const log4cpp::Category& category, LogLevel level, const std::s
 
 void write(const std::vector<RepeatLimit::Count>& counts)
 {
-    const auto guard = LogSettings::use();
     for (const auto& count : counts) {
+        auto guard = LogSettings::use();
         auto& category = log4cpp::Category::getInstance(count.category);
-        if (category.isPriorityEnabled(count.level))
-            append(&category, count.level,
-                   count.text + " (repeated " + std::to_string(count.repeated) +
-                       (count.repeated == 1 ? " time)" : " times)"));
+        if (!category.isPriorityEnabled(count.level))
+            continue;
+        const bool written = append(&category, count.level,
+                                    count.text + " (repeated " + std::to_string(count.repeated) +
+                                        (count.repeated == 1 ? " time)" : " times)"));
+        guard.unlock(); // what is done meanwhile logs, too
+        if (written)
+            platform::while_waiting();
     }
 }
 
@@ -159,10 +165,13 @@ SupLoggerStreamer::~SupLoggerStreamer()
     const KeptErrno kept;
     try {
         const auto text = m_keep_lines ? m_text.str() : escape_line_feeds(m_text.str());
-        const auto guard = LogSettings::use();
+        auto guard = LogSettings::use();
         if (!is_admitted(*m_category, m_level, text))
             return;
-        append(m_category, static_cast<int>(m_level), text);
+        const bool written = append(m_category, static_cast<int>(m_level), text);
+        guard.unlock(); // what is done meanwhile logs, too
+        if (written)    // a disk may be slow
+            platform::while_waiting();
     } catch (...) {
         // A record that can not be written is lost; the program goes on.
         return;

@@ -3,6 +3,7 @@
 #include "common/nyx_libevent.h"
 #include "platform/file/unique_fd.h"
 #include "support/captured_log.h"
+#include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -120,6 +121,32 @@ TEST_F(EventLoop, what_a_callback_throws_comes_out_of_dispatch)
     timer.charge(0);
     EXPECT_THROW(m_base.dispatch(), std::out_of_range);
     EXPECT_THROW(m_base.dispatch(), std::runtime_error) << "only once: no events are armed";
+}
+
+TEST_F(EventLoop, records_of_a_callback_are_written_at_its_end_or_when_it_is_aborted)
+{
+    TempFolder folder;
+    LogSettings::load(folder.write("settings", "rootCategory=INFO, F\nappender.F=FileAppender\n"
+                                               "appender.F.layout=SimpleLayout\n"
+                                               "appender.F.fileName=" +
+                                                   folder.file("log")));
+    int aborted = 0;
+    NYXEventLibEventSignal abortion(SIGABRT, count_and_break, &aborted);
+    NYXEventLibEventTimer timer(
+        [](int, short, void* place) {
+            const auto log = [place] { return static_cast<TempFolder*>(place)->read("log"); };
+            SupLogger::get_instance("Test").info("one");
+            EXPECT_EQ(log(), "");
+            std::raise(SIGABRT);
+            EXPECT_EQ(log(), "INFO    : one\n");
+            SupLogger::get_instance("Test").info("two");
+        },
+        &folder, -1);
+    ASSERT_TRUE(abortion.add(SIGABRT, -1) && timer.charge(0));
+    m_base.dispatch();
+    EXPECT_EQ(folder.read("log"), "INFO    : one\nINFO    : two\n");
+    EXPECT_EQ(aborted, 1) << "and libevent hears of it";
+    SupLogger::shut_down();
 }
 
 TEST_F(EventLoop, destroyed_events_leave_nothing_in_the_debug_table)

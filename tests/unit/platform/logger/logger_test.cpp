@@ -1,13 +1,20 @@
+#include "platform/logger/fatal_signals.h"
+#include "platform/logger/gathered_records.h"
 #include "platform/logger/log_settings.h"
+#include "platform/logger/record_buffer.h"
 #include "platform/logger/repeat_limit.h"
 #include "platform/logger/sup_logger.h"
 #include "support/captured_log.h"
 #include "support/temp_folder.h"
 
 #include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
+#include <thread>
 
 namespace {
 
@@ -162,6 +169,90 @@ TEST(LoggerDeathTest, logs_to_the_very_end)
     };
     EXPECT_EXIT(end(), testing::ExitedWithCode(0),
                 "^WARN Early: in.*\nWARN Late: in good order\n$");
+}
+
+TEST_F(LoggerTest, gathered_records_keep_their_order_and_wait_for_nothing_grave)
+{
+    for (const std::string file : {"first", "second"}) {
+        // A second appender of the same file, and one of another.
+        const auto more = "\nappender.F2=FileAppender\nappender.F2.layout=SimpleLayout\n"
+                          "appender.F2.fileName=" +
+                          m_folder.file(file) + "\ncategory.Two=INFO, F2\n";
+        LogSettings::load(m_folder.write("settings", settings("INFO", m_folder.file(file)) + more));
+        const auto gathered = std::make_unique<GatheredRecords>();
+        m_log.info("one");
+        SupLogger::get_instance("Two").info("two");
+        const std::string two = "Test INFO one\nINFO    : two\nTwo INFO two\n";
+        EXPECT_NE(m_folder.read(file), two);
+        std::thread([&] { m_log.info("three"); }).join();
+        EXPECT_EQ(m_folder.read(file), two + "Test INFO three\n");
+        {
+            const GatheredRecords inner;
+        }
+        m_log.info("four");
+        EXPECT_EQ(m_folder.read(file), two + "Test INFO three\n");
+        m_log.error("five");
+        m_log.info(std::string(RecordBuffer::capacity, 'x'));
+        m_log.info("last");
+        const auto text = m_folder.read(file);
+        EXPECT_EQ(text.find("Test INFO four\nTest ERROR five\nTest INFO xxx"), two.size() + 16);
+        EXPECT_TRUE(text.ends_with("xxx\n"));
+    }
+    for (const std::string file : {"first", "second"})
+        EXPECT_TRUE(m_folder.read(file).ends_with("xxx\nTest INFO last\n"));
+}
+
+TEST_F(LoggerTest, gathered_records_roll_a_file_over_where_single_ones_do)
+{
+    std::string files[2];
+    for (const bool together : {false, true}) {
+        const TempFolder folder;
+        LogSettings::load(
+            folder.write("settings", "appender.F=RollingFileAppender\nappender.F.maxFileSize=100\n"
+                                     "appender.F.maxBackupIndex=4\n" +
+                                         settings("INFO", folder.file("log"))));
+        for (int callback = 0; callback < 3; ++callback) {
+            const auto gathered = together ? std::make_unique<GatheredRecords>() : nullptr;
+            for (int i = 0; i < 7; ++i)
+                m_log.info("record ", callback, i);
+        }
+        for (const auto name : {"log.4", "log.3", "log.2", "log.1", "log"})
+            files[together] += name + ("\n" + folder.read(name));
+    }
+    EXPECT_EQ(files[1], files[0]);
+    EXPECT_THAT(files[0], testing::HasSubstr("log.4\nTest INFO record 00\n"));
+}
+
+TEST(LoggerDeathTest, what_is_gathered_is_written_once_however_the_process_ends)
+{
+    const TempFolder folder;
+    const std::pair<int, void (*)()> ways[] = {
+        {0, [] { std::exit(0); }},
+        {SIGABRT, [] { std::abort(); }},
+        {SIGQUIT, [] { ::kill(::getpid(), SIGQUIT); }},
+        {SIGSEGV, [] {
+             auto* const page = ::mmap(nullptr, 1, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+             *static_cast<volatile char*>(page) = 1;
+         }}};
+    for (const auto& [signal, way] : ways) {
+        const auto log = std::to_string(signal);
+        const auto end = [&, way = way] {
+            LogSettings::load(folder.write("settings", settings("INFO", folder.file(log))));
+            const FatalSignals last_records;
+            const GatheredRecords gathered;
+            SupLogger::get_instance("Test").info("gathered");
+            if (::fork() == 0)
+                std::exit(0); // with a copy of the parent's records
+            ::wait(nullptr);
+            way();
+        };
+        const auto ended = [signal = signal](int status) {
+            return WTERMSIG(status) == signal || // or a sanitizer's own end
+                   (signal == SIGSEGV && WEXITSTATUS(status) != 0);
+        };
+        EXPECT_EXIT(end(), ended, "");
+        EXPECT_EQ(folder.read(log), "Test INFO gathered\n");
+    }
 }
 
 TEST_F(LoggerTest, repeated_warnings_are_counted_unless_debug_records_are_wanted_or_they_answer)
