@@ -86,6 +86,21 @@ def disk_full(soak):
 
 
 @contextlib.contextmanager
+def slow_disk(soak):
+    """Under the same files: at first so slow that no turn of the loop may take long, then so slow that
+    heartbeats must go out between the writes."""
+    soak.slow_disk(write_ms=20, rename_ms=50)
+    soak.pause(soak.fault_seconds / 2)
+    soak.longest_turns.append(soak.longest_turn())
+    soak.slow_disk(write_ms=285, rename_ms=50)
+    soak.heartbeats.allowance = 0.3
+    yield
+    soak.slow_disk(write_ms=0, rename_ms=0)
+    soak.until_next_sent("slow disk")
+    soak.heartbeats.allowance = 0
+
+
+@contextlib.contextmanager
 def clock_steps(soak):
     def set_offset(seconds):
         with open(soak.node.path("clock"), "r+b", buffering=0) as file:
@@ -225,6 +240,7 @@ FAULTS = {
     "one of two name servers silent": one_name_server_silent,
     "resolv.conf empty": resolver_file_empty,
     "disk full": disk_full,
+    "slow disk": slow_disk,
     "clock steps": clock_steps,
     "reloads": reloads,
     "vos.conf broken": bad_configuration("General = {\n  vos_id = ;\n"),

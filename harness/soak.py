@@ -9,6 +9,7 @@ import argparse
 import os
 import random
 import signal
+import struct
 import subprocess
 import sys
 import time
@@ -19,6 +20,8 @@ from node import BIN, SANITIZED, TOP, Node, isolate, set_name_servers, until
 SKIPPED = 77
 PERIODS_MS = (25, 30, 40, 55, 75, 100, 140, 200, 300, 450, 700, 1000)
 LONGEST_GAP = 1.2  # seconds between two heartbeats
+LONGEST_TURN = 150  # milliseconds of the loop, at 20 ms a write and 50 ms a rename
+DISK = struct.Struct("=4q")  # of harness/slow_disk.c
 LONGEST_RECOVERY = 15  # seconds until a report gets through after a fault
 LONGEST_QUERY = 10  # seconds that a query to a silent name server goes on beside the reports
 GROWTH_KIB = 64  # anonymous memory, per 100,000 reports
@@ -62,6 +65,7 @@ class Soak:
         self.fault_seconds, self.clean_seconds = (1.4, 1.2) if short else (3, 4)
         self.clean_cycles = self.clean_lost = self.clean_overlaps = 0
         self.idle_descriptors, self.memory, self.last_zombies = [], [], set()
+        self.longest_turns = []
         self.period, self.untroubled, self.patience = 0, 0, 3
         self.tallies, self.started = {}, time.monotonic()
         self.heartbeats = self.supervisor = None
@@ -87,6 +91,7 @@ class Soak:
             self.mount("--bind", f"{BIN}/{program}", path)
         self.write_log_settings()
         self.node.write("clock", "\0" * 8)
+        self.node.write("slow_disk", "\0" * DISK.size)
         self.node.write("counters", "\0" * soak_server.COUNTERS.size)
         self.name_servers = [name_server.NameServer(own) for own in self.NAME_SERVERS]
         set_name_servers(*self.NAME_SERVERS)
@@ -138,12 +143,11 @@ class Soak:
     def start(self):
         # What is freed at the top of the heap goes back at once: what is left is in use.
         environment = {"VOS_CLOCK_OFFSET": self.node.path("clock"),
+                       "VOS_SLOW_DISK": self.node.path("slow_disk"),
                        "MALLOC_TRIM_THRESHOLD_": "0", "MALLOC_TOP_PAD_": "0"}
         if not SANITIZED:
-            library = self.node.path("clock_step.so")
-            subprocess.run(["cc", "-O2", "-shared", "-fPIC", "-o", library,
-                            TOP + "/harness/clock_step.c", "-ldl"], check=True)
-            environment["LD_PRELOAD"] = library
+            libraries = [self.build(name) for name in ("clock_step", "slow_disk")]
+            environment["LD_PRELOAD"] = ":".join(libraries)
         self.supervisor = self.node.run_in_background("out", [
             "env", *(f"{name}={value}" for name, value in environment.items()),
             self.node.path("disk/vos_watchdog")])
@@ -153,6 +157,23 @@ class Soak:
         self.journal = watch.Journal(self.node.path("journal"))
         self.heartbeats = watch.Heartbeats(self.node.folder)
         self.heartbeats.start()
+
+    def build(self, name):
+        """A library of the harness, to be preloaded; its path."""
+        library = self.node.path(name + ".so")
+        subprocess.run(["cc", "-O2", "-shared", "-fPIC", "-o", library,
+                        f"{TOP}/harness/{name}.c", "-ldl"], check=True)
+        return library
+
+    def slow_disk(self, write_ms, rename_ms):
+        with open(self.node.path("slow_disk"), "r+b", buffering=0) as file:
+            file.write(DISK.pack(os.stat(self.node.path("disk")).st_dev, write_ms * 10**6,
+                                 rename_ms * 10**6, 0))
+
+    def longest_turn(self):
+        """Milliseconds for which the daemon's loop was held since the disk became slow."""
+        with open(self.node.path("slow_disk"), "rb") as file:
+            return DISK.unpack(file.read())[-1] / 1e6
 
     def vosctl(self, verb):
         subprocess.run([BIN + "/vosctl", verb], check=True, stdout=subprocess.DEVNULL,
@@ -283,7 +304,7 @@ class Soak:
         self.clean_time("the start")
         self.started = time.monotonic()
         names = [name for name in FAULTS if (self.options.faults or "") in name and
-                 not (SANITIZED and name in ("memory limited", "clock steps"))]
+                 not (SANITIZED and name in ("memory limited", "clock steps", "slow disk"))]
         rounds = 0
         while not self.is_over(rounds):
             rounds += 1
@@ -330,6 +351,10 @@ class Soak:
             self.heartbeats.longest_during, True
         yield "while processors were to be had", round(self.heartbeats.longest, 3), \
             f"<= {LONGEST_GAP}", self.heartbeats.longest <= LONGEST_GAP or SANITIZED
+        if self.longest_turns:
+            turn = max(self.longest_turns)
+            yield "longest turn of the loop on a slow disk, ms", round(turn), \
+                f"0 < and <= {LONGEST_TURN}", 0 < turn <= LONGEST_TURN
         yield f"growth of RssAnon in {reports} reports, KiB", growth, f"< {growth_limit:.0f}", \
             growth < growth_limit or SANITIZED
         yield "descriptors when idle", held, "one figure", len(held) == 1

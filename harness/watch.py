@@ -23,12 +23,13 @@ class Heartbeats(threading.Thread):
     """Asks the supervisor ten times a second how old the last heartbeat is, and so knows when
     each came. A gap during which the supervisor itself was stopped says nothing and is left out;
     `longest` also leaves out those in which processors were short for more than half the time, by
-    other work on the machine. `longest_seen` has them."""
+    other work on the machine. `longest_seen` has them. `longest` is less `allowance`, the seconds
+    for which one call of the daemon may just hold it up."""
 
     def __init__(self, folder):
         super().__init__(daemon=True)
         self.folder, self.last, self.ended = folder, None, False
-        self.longest = self.longest_seen = self.shortage = 0
+        self.longest = self.longest_seen = self.shortage = self.allowance = 0
         self.blind, self.restarts, self.pid = False, 0, 0
         self.failure, self.during, self.longest_during = None, "", ""
 
@@ -57,7 +58,7 @@ class Heartbeats(threading.Thread):
         if gap > self.longest_seen:
             self.longest_seen, self.longest_during = gap, self.during
         if processors_short() - self.shortage < gap / 2:
-            self.longest = max(self.longest, gap)
+            self.longest = max(self.longest, gap - self.allowance)
         if not same:
             self.last, self.shortage = beat, processors_short()
 
