@@ -5,11 +5,10 @@
 // Times are microseconds: wall, CPU of this process, and as the counter
 // "children" CPU of the commands that it ran.
 #include "common/nyx_logging.h"
+#include "descriptor_holder.h"
 #include "floor.h"
-#include "platform/process/builtin_commands.h"
 #include "platform/shared_memory/shared_object.h"
-#include "report/health_reporter.h"
-#include "stats/machine_cpu_stats.h"
+#include "report_pieces.h"
 #include "stats/proc_cpu_stats.h"
 #include "stats/proc_fd_stats.h"
 #include "stats/proc_mem_stats.h"
@@ -17,197 +16,20 @@
 
 #include <benchmark/benchmark.h>
 
-#include <fcntl.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <exception>
 #include <functional>
 #include <iostream>
-#include <map>
-#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
 namespace {
-
-using libvariant::Variant;
-
-const std::map<std::string, std::string> hmac_params{{"secret", "General.hmac_secret"},
-                                                     {"key", "General.datacenter_id"},
-                                                     {"timeout", "General.hmac_timeout"}};
-
-std::string setting(nyx::AConfigurator& conf, const char* key)
-{
-    return conf.config.lookup(key);
-}
-
-/// The processes below the parent that a report has entries of.
-std::vector<std::pair<int, std::string>> discover()
-{
-    const platform::SharedProcessPass pass;
-    std::vector<std::pair<int, std::string>> found;
-    Process::get_running_processes(::getppid(), "watchdog", found);
-    Process::get_running_services({"pluto", "bird", "keepalived"}, found);
-    const auto allowed = ProcessesManager::get_allowed_processes(true);
-    std::erase_if(found, [&](const auto& entry) { return !allowed.contains(entry.second); });
-    return found;
-}
-
-/// A report, taken apart.
-class Pieces {
-public:
-    explicit Pieces(nyx::AConfigurator& conf)
-        : m_reporter(&conf, hmac_params, setting(conf, "Monitoring.report_path")),
-          m_client(hmac_params, false, &conf, true), m_url(setting(conf, "General.zel_report_url")),
-          m_path(setting(conf, "Monitoring.report_path")),
-          m_copy_path(setting(conf, "Monitoring.local_json_report_path"))
-    {
-        for (const auto& [pid, name] : discover()) {
-            m_pids.push_back(pid);
-            m_processes.emplace_back(name, pid);
-        }
-        m_text = m_reporter.create_report();
-        m_tree = libvariant::read_json(m_text);
-    }
-
-    const std::vector<int>& pids() const { return m_pids; }
-
-    void create_report() { benchmark::DoNotOptimize(m_reporter.create_report()); }
-    void print_tcp_memory() const { m_machine.print_process_cpu_and_ram(); }
-    void read_one() { m_processes.back().read_stats(m_pids.back()); }
-    void read_ram() { benchmark::DoNotOptimize(m_ram.generate_ram_info_report()); }
-    void read_cpu() { benchmark::DoNotOptimize(m_cpu.generate_cpu_info_report()); }
-    void sample() { m_sampler.retrive_stats(); }
-    void read_interfaces() { benchmark::DoNotOptimize(m_interfaces.collect_network_report()); }
-
-    /// All that a report does to get its figures, but for running commands.
-    void read_all()
-    {
-        read_cpu();
-        read_ram();
-        Process::reset_globals();
-        for (const auto& process : m_processes)
-            benchmark::DoNotOptimize(process.is_alive());
-        ProcCpuStats::read_total_cpu_stats();
-        for (std::size_t i = 0; i < m_pids.size(); ++i)
-            m_processes[i].read_stats(m_pids[i]);
-        Process::update_system_stats();
-        for (const auto& process : m_processes)
-            process.print_proc_status();
-        Process::print_system_stats();
-        std::vector<Variant> entries;
-        for (const auto& process : m_processes)
-            entries.push_back(process.generate_proc_report());
-        Process::add_global_stats_to_report(entries);
-        benchmark::DoNotOptimize(entries);
-        read_interfaces();
-    }
-
-    void serialise() const
-    {
-        benchmark::DoNotOptimize(
-            libvariant::write_json(m_tree, {{"pretty", true}, {"precision", 10}}));
-    }
-    void serialise_interfaces()
-    {
-        benchmark::DoNotOptimize(libvariant::write_json(m_interfaces.collect_network_report(),
-                                                        {{"pretty", true}, {"precision", 10}}));
-    }
-    void write_copy() const
-    {
-        libvariant::write_json_file(m_copy_path, m_tree, {{"pretty", true}});
-    }
-
-    /// Returns how often the transfer had to be driven on, once a `tick`.
-    int post(std::chrono::milliseconds tick)
-    {
-        constexpr long timeout_sec = 10;
-        int ticks = 0;
-        m_client.init_post_request_async_resolver(m_url, m_path, m_reporter.get_client_cert_path(),
-                                                  m_text, timeout_sec, "");
-        do {
-            ++ticks;
-            m_client.continue_send();
-            std::this_thread::sleep_for(tick);
-        } while (m_client.is_async_running());
-        if (!m_client.is_request_succeeded())
-            throw std::runtime_error("the server did not take a report");
-        return ticks;
-    }
-
-private:
-    VOSHealthReporter m_reporter;
-    nyx_monitor::MachineInfo m_machine{false};
-    nyx_monitor::MachineRamInfo m_ram;
-    nyx_monitor::MachineCpuInfo m_cpu{true};
-    nyx_monitor::CPUStatSampler m_sampler{"/proc", false};
-    InterfaceStatsReport m_interfaces;
-    nyx::ZELHttpClient m_client;
-    std::vector<int> m_pids;
-    std::vector<Process> m_processes;
-    std::string m_text; ///< the report
-    Variant m_tree;     ///< the same
-    std::string m_url;
-    std::string m_path;
-    std::string m_copy_path;
-};
-
-/// A process with so many descriptors.
-class DescriptorHolder {
-public:
-    explicit DescriptorHolder(int count)
-    {
-        int ready[2];
-        if (::pipe2(ready, O_CLOEXEC) != 0)
-            throw std::runtime_error("no pipe");
-        m_pid = ::fork();
-        if (m_pid == 0)
-            hold(count, ready[1]);
-        ::close(ready[1]);
-        char said = 0;
-        const bool holds = ::read(ready[0], &said, 1) == 1;
-        ::close(ready[0]);
-        if (!holds)
-            throw std::runtime_error("no process with " + std::to_string(count) + " descriptors");
-    }
-    DescriptorHolder(const DescriptorHolder&) = delete;
-    DescriptorHolder& operator=(const DescriptorHolder&) = delete;
-    ~DescriptorHolder()
-    {
-        ::kill(m_pid, SIGKILL);
-        ::waitpid(m_pid, nullptr, 0);
-    }
-
-    int pid() const { return m_pid; }
-
-private:
-    [[noreturn]] static void hold(int count, int ready)
-    {
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        rlimit limit{};
-        ::getrlimit(RLIMIT_NOFILE, &limit);
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-        for (int last = 0; last != count - 1;)
-            if ((last = ::dup(ready)) < 0)
-                ::_exit(1);
-        if (::write(ready, "", 1) != 1)
-            ::_exit(1);
-        while (true)
-            ::pause();
-    }
-
-    int m_pid{-1};
-};
 
 double children_us()
 {
