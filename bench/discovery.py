@@ -67,7 +67,5 @@ def show(measured):
 
 def check(limits, measured):
     builtins = measured["typical"]["builtins"]
-    limits.check(f"whole signed report, CPU, {TYPICAL} of {OTHERS} processes, builtins",
-                 whole_ms(builtins), "ms", 3.5)
     limits.check(f"create_report(), 99th percentile, {OTHERS} processes, builtins",
                  builtins["report/create_report"]["p99"] / 1000, "ms", 5)

@@ -1,39 +1,16 @@
 #include "floor.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "floor_files.h"
 
-#include <algorithm>
+#include <dirent.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
-
-char buffer[65536];
-char path[64];
-
-/// The file's text, or an empty one. The kernel gives each of these files
-/// whole, up to a page, in one read.
-const char* read_file(const char* name)
-{
-    buffer[0] = '\0';
-    const int fd = ::open(name, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return buffer;
-    const auto length = ::read(fd, buffer, sizeof buffer - 1);
-    ::close(fd);
-    buffer[std::max<ssize_t>(length, 0)] = '\0';
-    return buffer;
-}
-
-const char* process_path(int pid, const char* leaf)
-{
-    std::snprintf(path, sizeof path, "/proc/%d/%s", pid, leaf);
-    return path;
-}
 
 /// The sum of the next `count` numbers.
 std::uint64_t sum_numbers(const char* text, int count)
@@ -66,7 +43,7 @@ std::uint64_t read_cpu_times()
 
 std::uint64_t read_process_ticks(int pid)
 {
-    const char* rest = std::strrchr(read_file(process_path(pid, "stat")), ')');
+    const char* rest = std::strrchr(read_process_file(pid, "stat"), ')');
     for (int skipped = 0; rest != nullptr && skipped < 12; ++skipped)
         rest = std::strchr(rest + 1, ' ');
     return rest != nullptr ? sum_numbers(rest, 2) : 0;
@@ -74,7 +51,9 @@ std::uint64_t read_process_ticks(int pid)
 
 std::uint64_t count_descriptors(int pid)
 {
-    DIR* folder = ::opendir(process_path(pid, "fd"));
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/%d/fd", pid);
+    DIR* folder = ::opendir(path);
     if (folder == nullptr)
         return 0;
     struct stat found {};
@@ -93,10 +72,10 @@ std::uint64_t read_process(int pid)
     auto sum = read_process_ticks(pid);
     const char* text = read_file("/proc/meminfo");
     sum += number_behind(text, "MemTotal:") + number_behind(text, "MemAvailable:");
-    sum += number_behind(read_file(process_path(pid, "status")), "VmRSS:");
+    sum += number_behind(read_process_file(pid, "status"), "VmRSS:");
     sum += count_descriptors(pid);
-    const char* limits = std::strstr(read_file(process_path(pid, "limits")), "Max open files");
-    return limits != nullptr ? sum + sum_numbers(limits + std::strlen("Max open files"), 2) : sum;
+    rlimit limit{};
+    return ::prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) == 0 ? sum + limit.rlim_cur : sum;
 }
 
 std::uint64_t read_machine()

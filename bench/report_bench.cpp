@@ -7,6 +7,7 @@
 #include "common/nyx_logging.h"
 #include "descriptor_holder.h"
 #include "floor.h"
+#include "floor_report.h"
 #include "platform/shared_memory/shared_object.h"
 #include "report_pieces.h"
 #include "stats/proc_cpu_stats.h"
@@ -24,6 +25,7 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -119,6 +121,21 @@ void register_report(Pieces& pieces)
     measure("report/post", [&] { pieces.post(std::chrono::milliseconds(1)); });
 }
 
+/// All of a report, and the least that the same can cost.
+void register_whole(Pieces& pieces, nyx::AConfigurator& conf)
+{
+    measure("whole/report", [&] {
+        pieces.create_report();
+        pieces.post(std::chrono::milliseconds(1));
+    });
+    for (const bool resumes : {false, true}) {
+        const auto floor =
+            std::make_shared<FloorReport>(conf, pieces.pids(), pieces.text(), resumes);
+        measure(resumes ? "whole/floor_resumed" : "whole/floor",
+                [floor] { floor->make_and_post(); });
+    }
+}
+
 void register_scale(Pieces& pieces)
 {
     measure("scale/interfaces", [&] { pieces.serialise_interfaces(); });
@@ -147,6 +164,7 @@ void run(nyx::AConfigurator& conf, int argc, char** argv)
     register_collectors(pieces);
     register_many_descriptors();
     register_report(pieces);
+    register_whole(pieces, conf);
     register_scale(pieces);
     benchmark::RunSpecifiedBenchmarks();
 }
