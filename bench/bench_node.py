@@ -1,7 +1,6 @@
 """What the benchmarks share: the node that is measured, idle processes beside it, limits."""
 import argparse
 import contextlib
-import glob
 import json
 import os
 import shutil
@@ -14,7 +13,8 @@ TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 
 def parse_options():
-    parser = argparse.ArgumentParser(description="Measures what a health report costs.")
+    parser = argparse.ArgumentParser(description=sys.modules["__main__"].__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build_folder", help="its bin/ holds the programs")
     parser.add_argument("--quick", action="store_true", help="fewer reports, shorter windows")
     return parser.parse_args()
@@ -63,6 +63,22 @@ def run_bench(bench, arguments, size):
             for run in sorted(runs, key=lambda run: run["family_index"])}
 
 
+def own_cpu_seconds(pid):
+    """CPU time of a process, of all threads that it ever had."""
+    scheduled_time = 2  # the clock of a process that clock_getcpuclockid() gives
+    return time.clock_gettime(~pid << 3 | scheduled_time)
+
+
+def cpu_seconds(pid):
+    """CPU time of a process, of all below it, and of those whose end they have waited for."""
+    with open(f"/proc/{pid}/stat") as stat:
+        ended = stat.read().rpartition(")")[2].split()[13:15]
+    with open(f"/proc/{pid}/task/{pid}/children") as children:
+        below = sum(cpu_seconds(child) for child in map(int, children.read().split()))
+    return (own_cpu_seconds(pid) + below +
+            sum(map(int, ended)) / os.sysconf("SC_CLK_TCK"))
+
+
 class BenchNode(node.Node):
     """A node with a server that keeps no reports, and a daemon under a shell of its own."""
 
@@ -83,11 +99,13 @@ class BenchNode(node.Node):
         shutil.copy(TOP + "/examples/log4cpp.properties", self.path("log4cpp.properties"))
         return self
 
-    def start(self, beside=0):
+    def start(self, beside=0, command=BIN + "/vos_monitor"):
+        """Starts the daemon, or another `command`, among `beside` other monitored processes."""
         # The shell is the tree that is measured: neither the server nor what else runs here.
+        others = f"{BIN}/crowd vos {beside - 1} >ready & " if beside else ""
+        until_ready = "until [ -s ready ]; do sleep 0.05; done; " if beside else ""
         self.daemon = self.run_in_background("out", [
-            "/bin/sh", "-c", (f"{BIN}/crowd vos {beside - 1} & " if beside else "") +
-            f"{BIN}/vos_monitor & echo $! >daemon.pid; wait $!"])
+            "/bin/sh", "-c", f"{others}{until_ready}{command} & echo $! >daemon.pid; wait $!"])
         self.daemon_pid = int(node.until(lambda: self.read("daemon.pid"), "the daemon's pid"))
         return self
 
@@ -109,11 +127,6 @@ class BenchNode(node.Node):
         with open(f"/proc/{self.daemon_pid}/status") as status:
             figures = dict(line.split(":", 1) for line in status)
         return {name: int(figures[name].split()[0]) for name in ("VmRSS", "RssAnon")}
-
-    def own_cpu_seconds(self):
-        """Of all threads, without the commands that the daemon runs."""
-        return sum(int(open(path).read().split()[0])
-                   for path in glob.glob(f"/proc/{self.daemon_pid}/task/*/schedstat")) / 1e9
 
     def close(self):
         if self.daemon and self.daemon.poll() is None:

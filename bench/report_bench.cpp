@@ -28,6 +28,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -154,11 +155,24 @@ void run_discovery()
     benchmark::RunSpecifiedBenchmarks();
 }
 
+/// Such a floor as a program that runs, one report a second, until it is killed.
+[[noreturn]] void run_floor(nyx::AConfigurator& conf)
+{
+    const Pieces pieces(conf);
+    FloorReport floor(conf, pieces.pids(), pieces.text(), false);
+    for (auto next = std::chrono::steady_clock::now();; next += std::chrono::seconds(1)) {
+        std::this_thread::sleep_until(next);
+        floor.make_and_post();
+    }
+}
+
 void run(nyx::AConfigurator& conf, int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
     if (argc == 2 && std::string_view(argv[1]) == "discovery")
         return run_discovery();
+    if (argc == 2 && std::string_view(argv[1]) == "floor")
+        run_floor(conf);
     Pieces pieces(conf);
     benchmark::AddCustomContext("processes", std::to_string(pieces.pids().size()));
     register_collectors(pieces);
