@@ -9,11 +9,13 @@ import os
 import sys
 import time
 
-from bench_node import OPTIONS, BenchNode, Limits, crowd, own_cpu_seconds, progress, run_bench
+from bench_node import (BIN, OPTIONS, BenchNode, Limits, crowd, own_cpu_seconds, progress,
+                        run_bench)
 import discovery
 import node
 import peers
 import scale
+import stalls
 import whole
 
 SIZES = (5, 20, 100)  # monitored processes
@@ -143,6 +145,7 @@ def main():
     memory = measure_memory(COUNTS)
     share = measure_own_share(SHARE_SECONDS, OTHERS)
     parts = [(part, part.measure()) for part in (discovery, whole, peers)]
+    parts.append((stalls, stalls.measure({"now": BIN})))
     parts.append((scale, scale.measure()))  # last: its interfaces stay
 
     print(f"{os.cpu_count()} processors, Linux {os.uname().release}")

@@ -99,10 +99,11 @@ class BenchNode(node.Node):
         shutil.copy(TOP + "/examples/log4cpp.properties", self.path("log4cpp.properties"))
         return self
 
-    def start(self, beside=0, command=BIN + "/vos_monitor"):
-        """Starts the daemon, or another `command`, among `beside` other monitored processes."""
+    def start(self, beside=0, descriptors=0, command=BIN + "/vos_monitor"):
+        """Starts the daemon, or another `command`, among `beside` other monitored processes, of
+        which one has so many descriptors."""
         # The shell is the tree that is measured: neither the server nor what else runs here.
-        others = f"{BIN}/crowd vos {beside - 1} >ready & " if beside else ""
+        others = f"{BIN}/crowd vos {beside - 1} {descriptors or ''} >ready & " if beside else ""
         until_ready = "until [ -s ready ]; do sleep 0.05; done; " if beside else ""
         self.daemon = self.run_in_background("out", [
             "/bin/sh", "-c", f"{others}{until_ready}{command} & echo $! >daemon.pid; wait $!"])

@@ -1,7 +1,9 @@
-// Idle processes for a benchmark: "crowd NAME COUNT" starts COUNT of them under
-// that name, takes it too, says "ready" and sleeps. At SIGTERM it ends them and
-// waits for each: they are not to stay as zombies of whoever adopts them.
+// Idle processes for a benchmark: "crowd NAME COUNT [DESCRIPTORS]" starts COUNT of
+// them under that name, takes it and so many descriptors, says "ready" and sleeps.
+// At SIGTERM it ends them and waits for each: they are not to stay as zombies of
+// whoever adopts them.
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,12 +41,25 @@ bool start_one(int ready)
     sleep_until_killed();
 }
 
+/// False when the limit is lower.
+bool hold_descriptors(int count)
+{
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    for (int last = STDERR_FILENO; last + 1 < count;)
+        if ((last = ::dup(STDERR_FILENO)) < 0)
+            return false;
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 3) {
-        std::fputs("usage: crowd NAME COUNT\n", stderr);
+    if (argc != 3 && argc != 4) {
+        std::fputs("usage: crowd NAME COUNT [DESCRIPTORS]\n", stderr);
         return 2;
     }
     ::prctl(PR_SET_NAME, argv[1]);
@@ -66,6 +81,10 @@ int main(int argc, char** argv)
     for (int idle = 0; idle < count; ++idle)
         if (::read(ready[0], &none, 1) != 1)
             return 1;
+    if (argc == 4 && !hold_descriptors(std::atoi(argv[3]))) {
+        std::perror("crowd: descriptors");
+        return 1;
+    }
     std::puts("ready");
     std::fflush(stdout);
     sleep_until_killed();

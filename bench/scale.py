@@ -2,18 +2,13 @@
 import contextlib
 import math
 import os
-import subprocess
 
 from bench_node import OPTIONS, TOP, BenchNode, crowd, progress, run_bench
+import interfaces
 
 COUNTS = (10, 100, 1000, 5000)
 PROCESSES, OTHERS = 500, 10000
 PLOT = os.path.join(TOP, "docs/cost.svg")
-
-
-def add_interfaces(have, want):
-    links = "".join(f"link add vos{number} type ifb\n" for number in range(have, want))
-    subprocess.run(["ip", "-batch", "-"], input=links, text=True, check=True)
 
 
 def measure():
@@ -28,7 +23,7 @@ def measure():
         have = 0
         for count in COUNTS:
             progress(f"{count} interfaces ...")
-            add_interfaces(have, count)
+            interfaces.add(have, count)
             have = count
             runs = run_bench(bench, ["--benchmark_filter=scale/interfaces"], 5)
             per_item["interface"][count] = runs["scale/interfaces"]["self"] / count
