@@ -14,6 +14,7 @@ from bench_node import (BIN, OPTIONS, BenchNode, Limits, crowd, own_cpu_seconds,
 import discovery
 import node
 import peers
+import readme_table
 import scale
 import stalls
 import whole
@@ -160,6 +161,12 @@ def main():
     check_daemon(limits, memory, share)
     for part, found in parts:
         part.check(limits, found)
+    if OPTIONS.markdown:
+        found = dict(parts)
+        readme_table.show_report(found[whole], discovery.typical_ms(found[discovery]),
+                                 ratio_to_floor(by_size[TYPICAL]))
+        readme_table.show_once_a_second(found[peers])
+        readme_table.show_stalls(found[stalls])
     return limits.report()
 
 

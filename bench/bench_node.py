@@ -15,13 +15,21 @@ TOP = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 def parse_options():
     parser = argparse.ArgumentParser(description=sys.modules["__main__"].__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("build_folder", help="its bin/ holds the programs")
+    parser.add_argument("builds", nargs="+", metavar="BUILD",
+                        help="a build folder, or its bin/; the last one has the benchmarks")
     parser.add_argument("--quick", action="store_true", help="fewer reports, shorter windows")
+    parser.add_argument("--markdown", action="store_true", help="ends with the README's table")
     return parser.parse_args()
 
 
+def programs_of(build):
+    folder = os.path.abspath(build)
+    return folder if os.path.exists(folder + "/vos_monitor") else folder + "/bin"
+
+
 OPTIONS = parse_options()
-BIN = os.environ["VOS_BIN"] = os.path.join(os.path.abspath(OPTIONS.build_folder), "bin")
+BUILDS = [programs_of(build) for build in OPTIONS.builds]
+BIN = os.environ["VOS_BIN"] = BUILDS[-1]
 sys.path.insert(0, os.path.join(TOP, "harness"))
 import node  # noqa: E402 (reads VOS_BIN)
 

@@ -44,6 +44,12 @@ def whole_ms(runs):
     return cpu_ms(runs["report/create_report"]) + cpu_ms(runs["report/post"])
 
 
+def typical_ms(measured):
+    """By setting: the pieces of a report of a typical machine."""
+    return {setting: {name: cpu_ms(runs["report/" + name]) for name in ("discovery", "post")}
+            for setting, runs in measured["typical"].items()}
+
+
 def show(measured):
     print("\nProcess discovery, CPU of the daemon and of the commands it runs, milliseconds")
     print(f"  {'other processes':<20}" + "".join(f"{others:>12}{'':12}" for others in MACHINES))
