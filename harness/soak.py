@@ -239,13 +239,13 @@ class Soak:
             idle.append(watch.descriptors(self.pid))
         self.until_next_sent(what)
         built, sent, overlapped = self.between(before, self.journal.at_last_sent)
-        self.clean_cycles += built
-        self.clean_overlaps += overlapped
         lost = built - sent - overlapped
         if lost > 0 or self.node.read("server.log").count("refused") > refused:
             self.clean_lost += max(lost, 1)
             self.violated(f"{lost} of {built} reports lost without a fault, after: {what}")
-        self.adapt_period(overlapped > MOST_OVERLAPS * built)
+        if not self.adapt_period(overlapped > MOST_OVERLAPS * built):
+            self.clean_cycles += built
+            self.clean_overlaps += overlapped
         self.check_processes(idle, what)
 
     def until_idle(self):
@@ -255,15 +255,17 @@ class Soak:
             self.pause(0.01)
 
     def adapt_period(self, too_short):
-        """Other work on the machine comes and goes."""
+        """Other work on the machine comes and goes. Whether it was made longer."""
         index = PERIODS_MS.index(self.period)
         self.untroubled = 0 if too_short else self.untroubled + 1
         if too_short and index + 1 < len(PERIODS_MS):
             self.set_period(PERIODS_MS[index + 1])
             self.patience *= 2
-        elif self.untroubled > self.patience and index > 0:
+            return True
+        if self.untroubled > self.patience and index > 0:
             self.set_period(PERIODS_MS[index - 1])
             self.untroubled = 0
+        return False
 
     def check_processes(self, idle_descriptors, what):
         self.idle_descriptors.append((min(idle_descriptors), what))
