@@ -55,9 +55,9 @@ class Nginx(NodeTest):
         until(lambda: node.read("nginx/pid"), "nginx")
         node.configure(**{"General.zel_report_url": "https://127.0.0.1:8443"})
         node.start().wait_for_reports(3)
-        node.configure(**{"General.vos_id": "x" * (3 << 20)})
+        node.configure(**{"General.vos_id": "x" * (9 << 18)})
         node.signal(signal.SIGUSR1)
-        until(lambda: len(node.reports()[-1][0]["machine-info"]["id"]) == 3 << 20, "a large report")
+        until(lambda: len(node.reports()[-1][0]["machine-info"]["id"]) == 9 << 18, "a large report")
         noted = until(lambda: (lambda text: text.count("\n") > 3 and text)(node.read("nginx/access")),
                       "four requests")
         self.assertRegex(noted, r"^SUCCESS \. 200 \d+\n(SUCCESS r 200 \d+\n)+$")
