@@ -165,6 +165,10 @@ bool HttpClient::queue(CurlList headers, const std::string& client_cert_path,
 bool HttpClient::continue_send()
 {
     int running = 0;
+    if (!has_request()) { // a tick between two requests, of which most are
+        logger().trace("curl_multi_perform: num_running_req:", running);
+        return true;
+    }
     const CURLMcode result = curl_multi_perform(m_curl_multi.get(), &running);
     logger().trace("curl_multi_perform: num_running_req:", running);
     int waiting = 0;
