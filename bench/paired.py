@@ -7,7 +7,7 @@ a second, then the longest stalls of both.
 import statistics
 import sys
 
-from bench_node import BUILDS, OPTIONS, Limits, crowd, progress
+from bench_node import BUILDS, OPTIONS, Limits, progress
 import hertz
 import node
 import readme_table
@@ -20,12 +20,11 @@ RATIO = 0.78
 def measure_pairs(old, new):
     """Milliseconds of CPU a report: (old, new) of each pair. Who is first alternates."""
     pairs = []
-    with crowd("other", hertz.OTHERS):
-        for number in range(PAIRS):
-            progress(f"pair {number + 1} of {PAIRS} ...")
-            order = (0, 1) if number % 2 == 0 else (1, 0)
-            cost = {which: hertz.cpu_of_daemon((old, new)[which]) for which in order}
-            pairs.append((cost[0], cost[1]))
+    for number in range(PAIRS):
+        progress(f"pair {number + 1} of {PAIRS} ...")
+        order = (0, 1) if number % 2 == 0 else (1, 0)
+        cost = {which: hertz.cpu_of_daemon((old, new)[which]) for which in order}
+        pairs.append((cost[0], cost[1]))
     return pairs
 
 
@@ -35,8 +34,8 @@ def quartiles(values):
 
 
 def show(pairs):
-    print(f"\nCPU of one report, a report a second, {hertz.MONITORED} monitored and {hertz.OTHERS} "
-          f"other processes, milliseconds\n  {'':<24}{'median':>9}{'quartiles':>18}")
+    print(f"\nCPU of one report, a report a second, {hertz.MONITORED} monitored processes, "
+          f"milliseconds\n  {'':<24}{'median':>9}{'quartiles':>18}")
     columns = list(zip(*pairs)) + [[new / old for old, new in pairs]]
     for title, values in zip(("before", "now", "now / before, by pair"), columns):
         low, middle, high = quartiles(values)
@@ -49,8 +48,9 @@ def main():
         sys.exit("two builds are compared: OLD NEW")
     old, new = BUILDS
     pairs = measure_pairs(old, new)
-    held = stalls.measure({"before": old, "now": new})
     ratio = show(pairs)
+    sys.stdout.flush()
+    held = stalls.measure({"before": old, "now": new})
     stalls.show(held)
     print("\nLimits")
     limits = Limits()
