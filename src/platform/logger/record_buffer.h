@@ -53,10 +53,12 @@ public:
     RecordBuffer() = default; ///< for acquire()
 
 private:
-    struct Span {
+    /// Aligned as a number of its size: a handler may take no lock.
+    struct alignas(std::uint64_t) Span {
         std::uint32_t begin;
         std::uint32_t end;
     };
+    static_assert(std::atomic<Span>::is_always_lock_free);
 
     struct State;
     static State& state();
