@@ -165,12 +165,11 @@ bool HttpClient::queue(CurlList headers, const std::string& client_cert_path,
 bool HttpClient::continue_send()
 {
     int running = 0;
-    if (!has_request()) { // a tick between two requests, of which most are
-        logger().trace("curl_multi_perform: num_running_req:", running);
-        return true;
-    }
-    const CURLMcode result = curl_multi_perform(m_curl_multi.get(), &running);
+    const bool idle = !has_request(); // a tick between two requests, as most are
+    const CURLMcode result = idle ? CURLM_OK : curl_multi_perform(m_curl_multi.get(), &running);
     logger().trace("curl_multi_perform: num_running_req:", running);
+    if (idle)
+        return true;
     int waiting = 0;
     while (const CURLMsg* message = curl_multi_info_read(m_curl_multi.get(), &waiting)) {
         if (message->msg == CURLMSG_DONE)
