@@ -1,30 +1,12 @@
 #include "platform/logger/record_buffer.h"
 
+#include "platform/file/write_all.h"
 #include "platform/logger/lasting.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <utility>
-
-namespace {
-
-/// What fails is dropped: there is nobody to tell.
-void write_whole(int fd, std::string_view text) noexcept
-{
-    while (!text.empty()) {
-        const auto written = ::write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-} // namespace
 
 /// A list that only grows, so that a handler may go through it at any time.
 struct RecordBuffer::State {
@@ -98,7 +80,7 @@ void RecordBuffer::add(int fd, std::string_view text) noexcept
         write();
     auto span = m_waiting.load();
     if (text.size() > capacity - span.end) {
-        write_whole(fd, text);
+        static_cast<void>(platform::write_all(fd, text)); // nobody could be told
         state().written = true;
         return;
     }
@@ -122,7 +104,8 @@ RecordBuffer::Span RecordBuffer::claim() noexcept
 
 void RecordBuffer::write(Span span) const noexcept
 {
-    write_whole(m_fd, {m_bytes.get() + span.begin, span.end - span.begin});
+    static_cast<void>(
+        platform::write_all(m_fd, {m_bytes.get() + span.begin, span.end - span.begin}));
 }
 
 void RecordBuffer::write() noexcept

@@ -58,7 +58,6 @@ private:
         std::uint32_t begin;
         std::uint32_t end;
     };
-    static_assert(std::atomic<Span>::is_always_lock_free);
 
     struct State;
     static State& state();
